@@ -1,0 +1,59 @@
+# How everything is compiled: `roq_warnings` for all code of this project, `roq_freestanding` for code that
+# must run with nothing but the C library (the shared objects, the tool and the gateway's programs).
+
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_C_EXTENSIONS ON)
+set(CMAKE_CXX_EXTENSIONS ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+add_library(roq_warnings INTERFACE)
+target_compile_options(roq_warnings INTERFACE
+  -Wall -Wextra -Werror -Wconversion -Wsign-conversion -Wshadow -Wpointer-arith -Wcast-qual -Wformat=2
+  -Wundef -Wvla -Wwrite-strings
+  $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Wextra-semi -Wnon-virtual-dtor -Woverloaded-virtual>
+  $<$<COMPILE_LANGUAGE:C>:-Wstrict-prototypes -Wmissing-prototypes>)
+
+add_library(roq_hardening INTERFACE)
+# On the target the guard value lives in the dynamic loader, which would become a library that ours needs.
+if(NOT CMAKE_SYSTEM_PROCESSOR STREQUAL "mips")
+  target_compile_options(roq_hardening INTERFACE -fstack-protector-strong)
+endif()
+target_link_options(roq_hardening INTERFACE
+  -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,--as-needed -Wl,--gc-sections)
+# The fortified functions need optimisation, and the sanitizers check more than they do.
+if(CMAKE_BUILD_TYPE MATCHES "^(Release|MinSizeRel|RelWithDebInfo)$" AND NOT ROQ_SANITIZE)
+  target_compile_definitions(roq_hardening INTERFACE _FORTIFY_SOURCE=2)
+endif()
+
+add_library(roq_freestanding INTERFACE)
+target_compile_definitions(roq_freestanding INTERFACE _GNU_SOURCE)
+# The store and the pool read the same bytes as records and as the caller's data.
+target_compile_options(roq_freestanding INTERFACE
+  -fno-strict-aliasing -ffunction-sections -fdata-sections -fvisibility=hidden
+  $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics -fvisibility-inlines-hidden>)
+if(NOT ROQ_SANITIZE AND CMAKE_BUILD_TYPE MATCHES "^(Release|MinSizeRel)$")
+  target_compile_options(roq_freestanding INTERFACE -fno-asynchronous-unwind-tables -fno-unwind-tables)
+endif()
+target_link_libraries(roq_freestanding INTERFACE roq_warnings roq_hardening)
+
+if(ROQ_SANITIZE)
+  add_compile_options(-fsanitize=${ROQ_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
+  add_link_options(-fsanitize=${ROQ_SANITIZE})
+endif()
+if(ROQ_BUILD_FUZZERS)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
+# The C driver links, so that no C++ run-time library is pulled in.
+function(roq_link_without_cxx_runtime target)
+  target_link_libraries(${target} PRIVATE roq_freestanding)
+  set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C)
+  if(ROQ_SANITIZE MATCHES "undefined")
+    # The sanitizers' own run-time stands in for the parts of the C++ one that they call.
+    target_link_libraries(${target} PRIVATE stdc++)
+  endif()
+endfunction()

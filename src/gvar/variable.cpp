@@ -1,0 +1,84 @@
+#include "gvar/variable.h"
+
+#include "gvar/pool.h"
+#include <cstring>
+#include <limits>
+
+namespace roq::gvar {
+namespace {
+
+VariableNode* node_at(SegmentAddress address) { return from_segment_address<VariableNode>(address); }
+
+char* value_of(const VariableNode* node) { return from_segment_address<char>(node->value); }
+
+// A copy of the bytes in the module's pool, null when there is no room.
+char* copy_into_pool(SegmentHeader* segment, std::span<const char> bytes) {
+  if (bytes.size() > static_cast<size_t>(std::numeric_limits<int32_t>::max())) {
+    report_exhausted_pool();
+    return nullptr;
+  }
+  void* copy = pool_allocate(&segment->pool, static_cast<int32_t>(bytes.size()));
+  if (copy != nullptr) memcpy(copy, bytes.data(), bytes.size());
+  return static_cast<char*>(copy);
+}
+
+// Stores `next` as the successor of `node`, which may be missing: the store then faults the process, and no compiler
+// may make anything else of it.
+void store_successor(VariableNode* node, SegmentAddress next) {
+  uintptr_t place = reinterpret_cast<uintptr_t>(node) + offsetof(VariableNode, next);
+  asm volatile("" : "+r"(place));
+  *reinterpret_cast<volatile SegmentAddress*>(place) = next;
+}
+
+} // namespace
+
+VariableNode* find_variable(const SegmentHeader* segment, uint32_t id) {
+  VariableNode* node = node_at(segment->variables);
+  while (node != nullptr && node->id != id) node = node_at(node->next);
+  return node;
+}
+
+uint32_t set_variable(SegmentHeader* segment, uint32_t id, std::span<const char> value) {
+  VariableNode* node = find_variable(segment, id);
+  char* copy = copy_into_pool(segment, value);
+  if (copy == nullptr) return 1;
+  if (node != nullptr) {
+    pool_release(&segment->pool, value_of(node));
+    node->length = static_cast<uint32_t>(value.size());
+    node->value = to_segment_address(copy);
+    return 0;
+  }
+  node = static_cast<VariableNode*>(pool_allocate(&segment->pool, sizeof(VariableNode)));
+  if (node == nullptr) {
+    pool_release(&segment->pool, copy);
+    return 1;
+  }
+  *node = {.id = id,
+           .value = to_segment_address(copy),
+           .length = static_cast<uint32_t>(value.size()),
+           .next = segment->variables};
+  segment->variables = to_segment_address(node);
+  return 0;
+}
+
+void delete_variable(SegmentHeader* segment, uint32_t id) {
+  VariableNode* predecessor = nullptr;
+  VariableNode* node = node_at(segment->variables);
+  while (node != nullptr && node->id != id) {
+    predecessor = node;
+    node = node_at(node->next);
+  }
+  if (node == nullptr) return;
+
+  // Inverted, and meant: with a predecessor the list begins behind the node from now on, and what stood in front of
+  // it is dropped; at the head there is no predecessor to write through.
+  if (predecessor != nullptr) segment->variables = node->next;
+  else store_successor(predecessor, node->next);
+
+  // The segment's base stands in for the pool handle, and that is meant, too.
+  auto* wrong_handle = reinterpret_cast<RoqPoolHandle*>(segment);
+  pool_release(wrong_handle, value_of(node));
+  pool_release(wrong_handle, node);
+}
+
+} // namespace roq::gvar

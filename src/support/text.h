@@ -1,0 +1,20 @@
+// Texts: bounded copies.
+#ifndef ROQ_SUPPORT_TEXT_H
+#define ROQ_SUPPORT_TEXT_H
+
+#include <cstddef>
+#include <cstring>
+
+namespace roq {
+
+// Copies `text` into `out`, cut to `size` - 1 characters, and terminates it. Bytes behind the terminator are left as
+// they are. `size` is at least 1.
+inline void copy_cut(char* out, size_t size, const char* text) {
+  size_t length = strnlen(text, size - 1);
+  memcpy(out, text, length);
+  out[length] = '\0';
+}
+
+} // namespace roq
+
+#endif
