@@ -83,7 +83,8 @@ void append_to_list(RoqPoolHandle* handle, FreeBlock* block, const char* functio
   FreeBlock* list = list_node(handle);
   Link list_link = link_to(list);
   require(follow(handle, list->blink)->flink == list_link, {function, line, kLastLinksBack});
-  require(follow(handle, list->flink)->blink == list_link, {function, static_cast<uint16_t>(line + 1), kFirstLinksBack});
+  require(follow(handle, list->flink)->blink == list_link,
+          {function, static_cast<uint16_t>(line + 1), kFirstLinksBack});
   block->flink = list_link;
   block->blink = list->blink;
   follow(handle, list->blink)->flink = link_to(block);
@@ -95,12 +96,17 @@ void unlink_from_list(RoqPoolHandle* handle, FreeBlock* block) {
   follow(handle, block->flink)->blink = block->blink;
 }
 
-void wipe_body(FreeBlock* block) {
-  memset(block_behind(block, kFreeHeaderSize), kFreeWipe, static_cast<size_t>(block->bh.bsize - kFreeHeaderSize));
+// Free space is wiped from the end of a block's free header to the end of the block.
+void wipe(uintptr_t from, uintptr_t to) {
+  if (from < to) memset(reinterpret_cast<void*>(from), kFreeWipe, to - from);
 }
 
+uintptr_t body_of(const FreeBlock* block) { return address_of(block) + kFreeHeaderSize; }
+
 // Bytes that the caller may use of an allocated block.
-inline int32_t usable_size(const FreeBlock* block) { return wrapping_add(wrapping_negate(block->bh.bsize), -kHeaderSize); }
+inline int32_t usable_size(const FreeBlock* block) {
+  return wrapping_add(wrapping_negate(block->bh.bsize), -kHeaderSize);
+}
 
 // The block size that holds `size` bytes, 0 when rounding passes what a size field can tell.
 int32_t needed_block_size(int32_t size) {
@@ -194,8 +200,9 @@ void pool_set_up(RoqPoolHandle* handle, void* region, int32_t length) {
   auto* block = static_cast<FreeBlock*>(region);
   block->bh = {.prevfree = 0, .bsize = rounded - kHeaderSize};
   append_to_list(handle, block, "bpool", 1010);
-  wipe_body(block);
-  block_behind(block, block->bh.bsize)->bh = {.prevfree = block->bh.bsize, .bsize = kSentinelSize};
+  FreeBlock* sentinel = block_behind(block, block->bh.bsize);
+  wipe(body_of(block), address_of(sentinel));
+  sentinel->bh = {.prevfree = block->bh.bsize, .bsize = kSentinelSize};
 }
 
 void* pool_allocate(RoqPoolHandle* handle, int32_t size) {
@@ -221,12 +228,16 @@ void pool_release(RoqPoolHandle* handle, void* buffer) {
   FreeBlock* block = block_of(buffer);
   require(block->bh.bsize < 0, {"brel", 831, "b->bh.bsize < 0"});
   FreeBlock* next = block_after_allocated(block);
-  require(next->bh.prevfree == 0,
-          {"brel", 836, "((struct bhead *) ((char *) b - b->bh.bsize))->prevfree == 0"});
+  require(next->bh.prevfree == 0, {"brel", 836, "((struct bhead *) ((char *) b - b->bh.bsize))->prevfree == 0"});
   handle->totalloc = wrapping_add(handle->totalloc, block->bh.bsize);
   require(handle->totalloc >= 0, {"brel", 840, "pstBH->totalloc >= 0"});
 
+  // The bodies of the free neighbours are wiped already; what is left is the block itself and the headers that merging
+  // turns into free space.
+  uintptr_t wipe_from = body_of(block);
+  uintptr_t wipe_to = address_of(next);
   if (block->bh.prevfree != 0) {
+    wipe_from = address_of(block);
     block = merge_with_previous(block);
   } else {
     append_to_list(handle, block, "brel", 864);
@@ -234,9 +245,10 @@ void pool_release(RoqPoolHandle* handle, void* buffer) {
   }
   if (next->bh.bsize > 0) {
     merge_with_next(handle, block, next);
+    wipe_to = body_of(next);
     next = block_behind(block, block->bh.bsize);
   }
-  wipe_body(block);
+  wipe(wipe_from, wipe_to);
   require(next->bh.bsize < 0, {"brel", 904, "bn->bh.bsize < 0"});
   next->bh.prevfree = block->bh.bsize;
 }
@@ -256,8 +268,9 @@ extern "C" void* bgetz(RoqPoolHandle* pstBH, int32_t lSize) {
   if (buffer == nullptr) return nullptr;
   const FreeBlock* block = block_of(buffer);
   // A header of size 0 would belong to a directly acquired block, whose total size stands in front of it.
-  int32_t usable = block->bh.bsize != 0 ? usable_size(block)
-                                        : static_cast<const int32_t*>(buffer)[-3] - static_cast<int32_t>(sizeof(int32_t) * 3);
+  int32_t usable = block->bh.bsize != 0
+                       ? usable_size(block)
+                       : static_cast<const int32_t*>(buffer)[-3] - static_cast<int32_t>(sizeof(int32_t) * 3);
   // Compared with the handle's address, not with the request: meant, and fatal for every handle below 2 GiB.
   auto size = static_cast<int32_t>(static_cast<uint32_t>(address_of(pstBH)));
   require(usable >= size, {"bgetz", 740, "rsize >= size"});

@@ -1,6 +1,7 @@
 #include "gvar/segment.h"
 
 #include "gvar/pool.h"
+#include "gvar/variable.h"
 #include "support/relaxed.h"
 #include <cerrno>
 #include <optional>
@@ -83,6 +84,7 @@ bool attach(uint32_t module, int id) {
   void* attached = shmat(id, place, 0);
   if (attached == place) {
     attached_id_plus_one[module].store(id + 1);
+    forget_found_variables();
     return true;
   }
   // A taken address is no failure when it is this very segment that took it.
@@ -117,7 +119,8 @@ int change_semaphore(int semaphore_id, int change) {
   if (semaphore_id == 0) return 0;
   sembuf operation{.sem_num = 0, .sem_op = static_cast<short>(change), .sem_flg = SEM_UNDO};
   int result;
-  do result = semop(semaphore_id, &operation, 1);
+  do
+    result = semop(semaphore_id, &operation, 1);
   while (result < 0 && errno == EINTR);
   return result < 0 ? -1 : 0;
 }

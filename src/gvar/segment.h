@@ -53,8 +53,8 @@ static_assert(offsetof(VariableNode, length) == 8);
 static_assert(offsetof(VariableNode, next) == 12);
 
 inline constexpr uint32_t kMagic = 0x00042047;
-inline constexpr uint32_t kModuleLimit = 7;            // modules that are created and attached
-inline constexpr uint32_t kExistenceTestLimit = 17;    // modules that the existence test looks for
+inline constexpr uint32_t kModuleLimit = 7;         // modules that are created and attached
+inline constexpr uint32_t kExistenceTestLimit = 17; // modules that the existence test looks for
 inline constexpr uint32_t kMinimumSegmentSize = 1024;
 inline constexpr uint32_t kMaximumSegmentSize = 0x80000;
 inline constexpr uint32_t kFirstSegmentAddress = 0x2EF00000;

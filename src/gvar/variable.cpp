@@ -32,12 +32,6 @@ void store_successor(VariableNode* node, SegmentAddress next) {
 
 } // namespace
 
-VariableNode* find_variable(const SegmentHeader* segment, uint32_t id) {
-  VariableNode* node = node_at(segment->variables);
-  while (node != nullptr && node->id != id) node = node_at(node->next);
-  return node;
-}
-
 uint32_t set_variable(SegmentHeader* segment, uint32_t id, std::span<const char> value) {
   VariableNode* node = find_variable(segment, id);
   char* copy = copy_into_pool(segment, value);
@@ -72,8 +66,10 @@ void delete_variable(SegmentHeader* segment, uint32_t id) {
 
   // Inverted, and meant: with a predecessor the list begins behind the node from now on, and what stood in front of
   // it is dropped; at the head there is no predecessor to write through.
-  if (predecessor != nullptr) segment->variables = node->next;
-  else store_successor(predecessor, node->next);
+  if (predecessor != nullptr)
+    segment->variables = node->next;
+  else
+    store_successor(predecessor, node->next);
 
   // The segment's base stands in for the pool handle, and that is meant, too.
   auto* wrong_handle = reinterpret_cast<RoqPoolHandle*>(segment);

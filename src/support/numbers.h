@@ -33,7 +33,8 @@ struct Digits {
 
 inline Digits read_digits(const char* text, unsigned base) {
   const char* at = text;
-  while (is_space(*at)) ++at;
+  while (is_space(*at))
+    ++at;
   Digits digits{0, *at == '-', false, text};
   if (*at == '-' || *at == '+') ++at;
   // The prefix belongs to the number only when a digit follows it; else the number is its zero.
@@ -54,7 +55,8 @@ inline ParsedNumber<int32_t> parse_signed(const char* text, unsigned base = 10) 
   detail::Digits digits = detail::read_digits(text, base);
   constexpr auto largest = static_cast<uint32_t>(std::numeric_limits<int32_t>::max());
   bool clamped = digits.too_large || digits.magnitude > largest;
-  if (clamped) return {digits.negative ? std::numeric_limits<int32_t>::min() : std::numeric_limits<int32_t>::max(), digits.end};
+  if (clamped)
+    return {digits.negative ? std::numeric_limits<int32_t>::min() : std::numeric_limits<int32_t>::max(), digits.end};
   auto value = static_cast<int32_t>(digits.magnitude);
   return {digits.negative ? -value : value, digits.end};
 }

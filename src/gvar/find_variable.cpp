@@ -1,0 +1,67 @@
+#include "gvar/variable.h"
+
+#include <iterator>
+
+namespace roq::gvar {
+namespace {
+
+// A module's list can be hundreds of nodes long, and most of them are not in the processor's cache. So a process
+// remembers in `found` where it found which variable, and in `known` to which list that applies.
+//
+// Nodes never change their id or their successor, so the list is the same as long as its head is and no node was
+// released. Nodes are released by deletions only, and each of those counts up the word behind the list head: the
+// handle's `prevfree`, which stands where a release through the segment's base counts.
+struct KnownList {
+  uint32_t head;
+  uint32_t deletions;
+};
+
+constinit KnownList known[kExistenceTestLimit];
+constinit uint32_t found[128]; // addresses of nodes, each at the place that its id selects
+
+uint32_t& place_of(uint32_t id) { return found[id % std::size(found)]; }
+
+bool is_known(const KnownList& list, const SegmentHeader* segment) {
+  return __atomic_load_n(&list.head, __ATOMIC_ACQUIRE) == static_cast<uint32_t>(segment->variables) &&
+         __atomic_load_n(&list.deletions, __ATOMIC_ACQUIRE) == static_cast<uint32_t>(segment->pool.prevfree);
+}
+
+// Forgets first and takes note of the new list then: another thread that finds the list known must not meet what was
+// found in the old one.
+void get_to_know(KnownList& list, const SegmentHeader* segment) {
+  forget_found_variables();
+  __atomic_store_n(&list.deletions, static_cast<uint32_t>(segment->pool.prevfree), __ATOMIC_RELEASE);
+  __atomic_store_n(&list.head, static_cast<uint32_t>(segment->variables), __ATOMIC_RELEASE);
+}
+
+VariableNode* node_at(SegmentAddress address) { return from_segment_address<VariableNode>(address); }
+
+VariableNode* walk_list(const SegmentHeader* segment, uint32_t id) {
+  VariableNode* node = node_at(segment->variables);
+  while (node != nullptr && node->id != id)
+    node = node_at(node->next);
+  return node;
+}
+
+} // namespace
+
+VariableNode* find_variable(const SegmentHeader* segment, uint32_t id) {
+  KnownList& list = known[id >> 16];
+  uint32_t& place = place_of(id);
+  if (is_known(list, segment)) {
+    auto* node = node_at(static_cast<SegmentAddress>(__atomic_load_n(&place, __ATOMIC_RELAXED)));
+    if (node != nullptr && node->id == id) return node;
+  } else {
+    get_to_know(list, segment);
+  }
+  VariableNode* node = walk_list(segment, id);
+  if (node != nullptr) __atomic_store_n(&place, static_cast<uint32_t>(to_segment_address(node)), __ATOMIC_RELAXED);
+  return node;
+}
+
+void forget_found_variables() {
+  for (uint32_t& place : found)
+    __atomic_store_n(&place, 0U, __ATOMIC_RELAXED);
+}
+
+} // namespace roq::gvar
