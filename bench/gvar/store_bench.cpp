@@ -1,9 +1,7 @@
 // Reading and writing 64 bytes among 100 variables: the store against the system calls it cannot do without, and
 // against other ways to share named values between processes. Run it inside the sandbox: it creates segments.
-#include <algorithm>
+#include "gvar/peers.h"
 #include <benchmark/benchmark.h>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <random>
 #include <roqutil/gvar.h>
@@ -12,17 +10,26 @@
 #include <sys/shm.h>
 #include <vector>
 
+#if BENCH_HAVE_LMDB
+#include "gvar/peer_lmdb.h"
+#endif
+#if BENCH_HAVE_SQLITE
+#include "gvar/peer_sqlite.h"
+#endif
+#if BENCH_HAVE_REDIS
+#include "gvar/peer_redis.h"
+#endif
+#if BENCH_HAVE_DBUS
+#include "gvar/peer_dbus.h"
+#endif
+
 namespace {
 
-constexpr uint32_t kModule = 2;
-constexpr uint32_t kVariables = 100;
-constexpr uint32_t kValueSize = 64;
+using bench::kValueSize;
+using bench::kVariables;
+using bench::require;
 
-void require(bool holds, const char* what) {
-  if (holds) return;
-  perror(what);
-  exit(1);
-}
+constexpr uint32_t kModule = 2;
 
 uint32_t variable(uint32_t number) { return kModule << 16 | number; }
 
@@ -57,14 +64,6 @@ public:
 private:
   std::vector<int> ids_;
 };
-
-void fill_store() {
-  uint32_t created;
-  require(ROQ_UTIL_GVarInit(kModule, 0x10000, 52, &created) == 0, "ROQ_UTIL_GVarInit");
-  char value[kValueSize] = {};
-  for (uint32_t number = 0; number < kVariables; ++number)
-    require(ROQ_UTIL_GVarSetValue(variable(number), value, sizeof value) == 0, "ROQ_UTIL_GVarSetValue");
-}
 
 template <typename Access> void visit_variables(benchmark::State& state, Access access) {
   ForeignSegments foreign(state.range(0));
@@ -128,8 +127,28 @@ private:
   int semaphore_;
 };
 
-void floor_get(benchmark::State& state) {
-  RawStore store;
+class Roqutil {
+public:
+  Roqutil() {
+    if (filled_) return;
+    uint32_t created;
+    require(ROQ_UTIL_GVarInit(kModule, 0x10000, 52, &created) == 0, "ROQ_UTIL_GVarInit");
+    char value[kValueSize] = {};
+    for (uint32_t number = 0; number < kVariables; ++number)
+      set(number, value);
+    filled_ = true;
+  }
+  void get(uint32_t number, char* out) { ROQ_UTIL_GVarGetValueEx(variable(number), out, kValueSize, nullptr); }
+  void set(uint32_t number, const char* value) {
+    require(ROQ_UTIL_GVarSetValue(variable(number), value, kValueSize) == 0, "ROQ_UTIL_GVarSetValue");
+  }
+
+private:
+  static inline bool filled_ = false;
+};
+
+template <typename Store> void get(benchmark::State& state) {
+  Store store;
   char out[kValueSize];
   visit_variables(state, [&](uint32_t number) {
     store.get(number, out);
@@ -137,8 +156,8 @@ void floor_get(benchmark::State& state) {
   });
 }
 
-void floor_set(benchmark::State& state) {
-  RawStore store;
+template <typename Store> void set(benchmark::State& state) {
+  Store store;
   char value[kValueSize] = {};
   visit_variables(state, [&](uint32_t number) {
     benchmark::DoNotOptimize(value);
@@ -146,32 +165,32 @@ void floor_set(benchmark::State& state) {
   });
 }
 
-void roqutil_get(benchmark::State& state) {
-  char out[kValueSize];
-  visit_variables(state, [&](uint32_t number) {
-    ROQ_UTIL_GVarGetValueEx(variable(number), out, sizeof out, nullptr);
-    benchmark::DoNotOptimize(out);
-  });
-}
+BENCHMARK_TEMPLATE(get, RawStore)->Arg(0)->Arg(1024)->ArgName("foreign");
+BENCHMARK_TEMPLATE(get, Roqutil)->Arg(0)->Arg(1024)->ArgName("foreign");
+BENCHMARK_TEMPLATE(set, RawStore)->Arg(0)->Arg(1024)->ArgName("foreign");
+BENCHMARK_TEMPLATE(set, Roqutil)->Arg(0)->Arg(1024)->ArgName("foreign");
 
-void roqutil_set(benchmark::State& state) {
-  char value[kValueSize] = {};
-  visit_variables(state, [&](uint32_t number) {
-    benchmark::DoNotOptimize(value);
-    ROQ_UTIL_GVarSetValue(variable(number), value, sizeof value);
-  });
-}
+#define COMPARE_WITH(peer)                                                                                             \
+  BENCHMARK_TEMPLATE(get, bench::peer)->Arg(0)->ArgName("foreign")->UseRealTime();                                     \
+  BENCHMARK_TEMPLATE(set, bench::peer)->Arg(0)->ArgName("foreign")->UseRealTime()
 
-BENCHMARK(floor_get)->Arg(0)->Arg(1024)->ArgName("foreign");
-BENCHMARK(roqutil_get)->Arg(0)->Arg(1024)->ArgName("foreign");
-BENCHMARK(floor_set)->Arg(0)->Arg(1024)->ArgName("foreign");
-BENCHMARK(roqutil_set)->Arg(0)->Arg(1024)->ArgName("foreign");
+#if BENCH_HAVE_LMDB
+COMPARE_WITH(Lmdb);
+#endif
+#if BENCH_HAVE_SQLITE
+COMPARE_WITH(Sqlite);
+#endif
+#if BENCH_HAVE_REDIS
+COMPARE_WITH(Redis);
+#endif
+#if BENCH_HAVE_DBUS
+COMPARE_WITH(Dbus);
+#endif
 
 } // namespace
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
-  fill_store();
   benchmark::RunSpecifiedBenchmarks();
   ROQ_UTIL_GVarDelModule(kModule, 1024);
   return 0;
