@@ -1,0 +1,13 @@
+// The groups of commands, each in a file of its own.
+#ifndef ROQ_TOOL_GROUPS_H
+#define ROQ_TOOL_GROUPS_H
+
+#include "cli.h"
+
+namespace roq::tool {
+
+extern const Group gvar_group;
+
+} // namespace roq::tool
+
+#endif
