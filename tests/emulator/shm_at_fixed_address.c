@@ -11,7 +11,7 @@
 #include <sys/shm.h>
 
 static int only_reserved(uintptr_t first, uintptr_t last) {
-  FILE *maps = fopen("/proc/self/maps", "re");
+  FILE* maps = fopen("/proc/self/maps", "re");
   int reserved = maps != NULL;
   char line[512];
   while (reserved && fgets(line, sizeof line, maps) != NULL) {
@@ -24,8 +24,8 @@ static int only_reserved(uintptr_t first, uintptr_t last) {
   return reserved;
 }
 
-void *shmat(int id, const void *address, int flags) {
-  void *(*real)(int, const void *, int) = (void *(*)(int, const void *, int))dlsym(RTLD_NEXT, "shmat");
+void* shmat(int id, const void* address, int flags) {
+  void* (*real)(int, const void*, int) = (void* (*)(int, const void*, int))dlsym(RTLD_NEXT, "shmat");
   struct shmid_ds segment;
   if (address != NULL && shmctl(id, IPC_STAT, &segment) == 0 && segment.shm_segsz > 0) {
     uintptr_t first = (uintptr_t)address;
