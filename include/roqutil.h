@@ -8,5 +8,6 @@
 
 #include <roqutil/gvar.h>
 #include <roqutil/msg.h>
+#include <roqutil/process.h>
 
 #endif

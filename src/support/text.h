@@ -15,6 +15,12 @@ inline void copy_cut(char* out, size_t size, const char* text) {
   out[length] = '\0';
 }
 
+// Appends `text` to the terminated text in `out`, cut where `size` is reached.
+inline void append_cut(char* out, size_t size, const char* text) {
+  size_t length = strlen(out);
+  copy_cut(out + length, size - length, text);
+}
+
 } // namespace roq
 
 #endif
