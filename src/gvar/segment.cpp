@@ -39,7 +39,8 @@ key_t key_of(uint32_t module) { return ftok("/var/", static_cast<int>(kFirstProj
 
 // The id of the segment at an index of the kernel's table when it has the key.
 std::optional<int> segment_at(int index, key_t key) {
-  shmid_ds descriptor{};
+  shmid_ds descriptor;
+  descriptor.shm_perm.__key = IPC_PRIVATE; // what a slot that cannot be read leaves there
   int id = shmctl(index, SHM_STAT, &descriptor);
   if (descriptor.shm_perm.__key != key) return std::nullopt;
   return id;
