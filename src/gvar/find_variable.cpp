@@ -1,7 +1,5 @@
 #include "gvar/variable.h"
 
-#include <iterator>
-
 namespace roq::gvar {
 namespace {
 
@@ -12,14 +10,15 @@ namespace {
 // released. Nodes are released by deletions only, and each of those counts up the word behind the list head: the
 // handle's `prevfree`, which stands where a release through the segment's base counts.
 struct KnownList {
-  uint32_t head;
-  uint32_t deletions;
+  uint32_t head = 0;
+  uint32_t deletions = 0;
 };
 
 constinit KnownList known[kExistenceTestLimit];
-constinit uint32_t found[128]; // addresses of nodes, each at the place that its id selects
+constexpr uint32_t kPlaces = 128;
+constinit uint32_t found[kPlaces]; // addresses of nodes, each at the place that its id selects
 
-uint32_t& place_of(uint32_t id) { return found[id % std::size(found)]; }
+uint32_t& place_of(uint32_t id) { return found[id % kPlaces]; }
 
 bool is_known(const KnownList& list, const SegmentHeader* segment) {
   return __atomic_load_n(&list.head, __ATOMIC_ACQUIRE) == static_cast<uint32_t>(segment->variables) &&
