@@ -42,19 +42,28 @@ VariableNode* walk_list(const SegmentHeader* segment, uint32_t id) {
   return node;
 }
 
+// Null when this process does not know where the variable is. The place may hold a node of another module, which need
+// not be attached any more.
+VariableNode* find_known(const SegmentHeader* segment, uint32_t id) {
+  uint32_t address = __atomic_load_n(&place_of(id), __ATOMIC_RELAXED);
+  uint32_t offset = address - static_cast<uint32_t>(to_segment_address(segment));
+  VariableNode* node = node_at(static_cast<SegmentAddress>(address));
+  return offset < kSegmentSpacing && node->id == id ? node : nullptr;
+}
+
 } // namespace
 
 VariableNode* find_variable(const SegmentHeader* segment, uint32_t id) {
   KnownList& list = known[id >> 16];
-  uint32_t& place = place_of(id);
-  if (is_known(list, segment)) {
-    auto* node = node_at(static_cast<SegmentAddress>(__atomic_load_n(&place, __ATOMIC_RELAXED)));
-    if (node != nullptr && node->id == id) return node;
-  } else {
+  if (!is_known(list, segment)) {
     get_to_know(list, segment);
+  } else if (VariableNode* node = find_known(segment, id)) {
+    return node;
   }
   VariableNode* node = walk_list(segment, id);
-  if (node != nullptr) __atomic_store_n(&place, static_cast<uint32_t>(to_segment_address(node)), __ATOMIC_RELAXED);
+  if (node != nullptr) {
+    __atomic_store_n(&place_of(id), static_cast<uint32_t>(to_segment_address(node)), __ATOMIC_RELAXED);
+  }
   return node;
 }
 
