@@ -12,23 +12,6 @@ bool continues(std::string_view bytes, size_t index) {
   return index < bytes.size() && (static_cast<unsigned char>(bytes[index]) & 0xC0) == 0x80;
 }
 
-// Length of the well-formed sequence at the front, 0 when there is none. The second byte alone tells overlong forms,
-// surrogates and what lies behind U+10FFFF.
-size_t sequence_length(std::string_view bytes) {
-  auto first = static_cast<unsigned char>(bytes[0]);
-  if (first < 0x80) return 1;
-  if (first < 0xC2 || first > 0xF4 || !continues(bytes, 1)) return 0;
-  if (first < 0xE0) return 2;
-  auto second = static_cast<unsigned char>(bytes[1]);
-  if (first < 0xF0) {
-    bool shortest = first != 0xE0 || second >= 0xA0;
-    bool surrogate = first == 0xED && second >= 0xA0;
-    return shortest && !surrogate && continues(bytes, 2) ? 3 : 0;
-  }
-  bool in_range = (first != 0xF0 || second >= 0x90) && (first != 0xF4 || second < 0x90);
-  return in_range && continues(bytes, 2) && continues(bytes, 3) ? 4 : 0;
-}
-
 void append_ascii(Text& out, char c) {
   switch (c) {
   case '"':
@@ -56,9 +39,25 @@ void append_ascii(Text& out, char c) {
 
 } // namespace
 
+// The second byte alone tells overlong forms, surrogates and what lies behind U+10FFFF.
+size_t utf8_length(std::string_view bytes) {
+  auto first = static_cast<unsigned char>(bytes[0]);
+  if (first < 0x80) return 1;
+  if (first < 0xC2 || first > 0xF4 || !continues(bytes, 1)) return 0;
+  if (first < 0xE0) return 2;
+  auto second = static_cast<unsigned char>(bytes[1]);
+  if (first < 0xF0) {
+    bool shortest = first != 0xE0 || second >= 0xA0;
+    bool surrogate = first == 0xED && second >= 0xA0;
+    return shortest && !surrogate && continues(bytes, 2) ? 3 : 0;
+  }
+  bool in_range = (first != 0xF0 || second >= 0x90) && (first != 0xF4 || second < 0x90);
+  return in_range && continues(bytes, 2) && continues(bytes, 3) ? 4 : 0;
+}
+
 bool is_utf8(std::string_view bytes) {
   while (!bytes.empty()) {
-    size_t length = sequence_length(bytes);
+    size_t length = utf8_length(bytes);
     if (length == 0) return false;
     bytes.remove_prefix(length);
   }
@@ -89,7 +88,7 @@ void Json::close(char bracket) {
 void Json::quote(std::string_view value) {
   out_.append('"');
   while (!value.empty()) {
-    size_t length = sequence_length(value);
+    size_t length = utf8_length(value);
     if (length == 0)
       out_.append(kReplacement);
     else if (length == 1)

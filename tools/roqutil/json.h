@@ -13,6 +13,8 @@
 
 namespace roq::tool {
 
+// Length of the well-formed UTF-8 sequence at the front of the bytes, 0 when there is none.
+size_t utf8_length(std::string_view bytes);
 bool is_utf8(std::string_view bytes);
 void append_hex(Text& out, std::string_view bytes);
 
