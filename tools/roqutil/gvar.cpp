@@ -191,7 +191,9 @@ constexpr Command kCommands[] = {
      .details =
          "Under the writer's lock, the header, the free list, the prevfree tags and the statistics are rebuilt from\n"
          "the block chain, and the variable list is cut in front of the first variable that cannot be proved.\n"
-         "When the block chain itself is broken nothing is changed (exit code 1).",
+         "When the block chain itself is broken nothing is changed (exit code 1). Restart processes that hold "
+         "addresses\n"
+         "of values or buffers: what was cut or released may be used for something else.",
      .options = kRepairOptions,
      .examples = kRepairExamples,
      .run = gvar::run_repair},

@@ -12,6 +12,7 @@ public:
     cut_variable_list();
     mark_used_blocks();
     account_for_unlisted(release_unlisted);
+    if (repair_.list_was_cut || repair_.released_blocks != 0) renew_head();
     merge_free_blocks();
     write_blocks();
     write_free_list();
@@ -65,6 +66,26 @@ private:
       (release ? repair_.released_bytes : repair_.unlisted_bytes) += block.size;
       if (release) block.use = Use::free;
     }
+  }
+
+  // Running processes remember where they found variables for as long as the list keeps its head. So that none goes on
+  // with a node that is no longer listed, the first two nodes change places; their order stays.
+  void renew_head() {
+    if (repair_.kept_variables < 2) return;
+    uint32_t first = report_.variables[0].node;
+    uint32_t second = report_.variables[1].node;
+    swap_words(offset_of(first) + kIdAt, offset_of(second) + kIdAt);
+    swap_words(offset_of(first) + kValueAt, offset_of(second) + kValueAt);
+    swap_words(offset_of(first) + kLengthAt, offset_of(second) + kLengthAt);
+    set(offset_of(first) + kNextAt, field(offset_of(second) + kNextAt));
+    set(offset_of(second) + kNextAt, first);
+    set(kVariablesAt, second);
+  }
+
+  void swap_words(uint32_t left, uint32_t right) {
+    uint32_t value = field(left);
+    set(left, field(right));
+    set(right, value);
   }
 
   // What becomes free, or grows, is wiped as a release wipes it.
