@@ -100,8 +100,9 @@ bool change_is_legal(const Anatomy& anatomy, const uint8_t* sound, uint32_t base
   case Meaning::counter:
     return true;
   case Meaning::list: {
-    auto further = anatomy.nodes.begin() + std::min<ptrdiff_t>(field.variable, std::ssize(anatomy.nodes));
-    return value == 0 || std::find(further, anatomy.nodes.end(), value) != anatomy.nodes.end();
+    std::span<const uint32_t> nodes = anatomy.nodes;
+    std::span<const uint32_t> further = nodes.subspan(std::min<size_t>(field.variable, nodes.size()));
+    return value == 0 || std::find(further.begin(), further.end(), value) != further.end();
   }
   case Meaning::value: {
     uint32_t length = word(sound, anatomy.nodes[field.variable] - base + offsetof(gvar::VariableNode, length));

@@ -127,7 +127,8 @@ std::optional<int> Invocation::take_option(std::span<const char* const> typed, s
     return wrong("unknown option --%.*s: expected %s", length, name.data(), names.empty() ? "none" : names.c_str());
   }
   const Option& option = command_.options[index];
-  if (option.value == nullptr && value != nullptr) return wrong("option --%s takes no value", option.name);
+  if (option.value == nullptr && value != nullptr)
+    return wrong("option --%s takes no value: expected --%s", option.name, option.name);
   if (option.value != nullptr && value == nullptr) {
     if (at + 1 == typed.size()) return wrong("option --%s needs a value: expected %s", option.name, option.value);
     value = typed[++at];
