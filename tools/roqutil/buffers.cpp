@@ -1,6 +1,7 @@
 #include "buffers.h"
 
 #include "cli.h"
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 
@@ -14,9 +15,12 @@ void Text::clear() {
 }
 
 void Text::append(std::string_view more) {
+  if (more.empty()) return;
   size_t old = size();
+  // A part of this very text moves with it.
+  auto distance = reinterpret_cast<uintptr_t>(more.data()) - reinterpret_cast<uintptr_t>(bytes_.data());
   bytes_.resize(old + more.size() + 1, '\0');
-  if (!more.empty()) memmove(bytes_.data() + old, more.data(), more.size());
+  memmove(bytes_.data() + old, distance < old ? bytes_.data() + distance : more.data(), more.size());
   bytes_.last() = '\0';
 }
 
