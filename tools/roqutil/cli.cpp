@@ -9,6 +9,8 @@ namespace {
 
 constexpr char kSwitchGiven[] = "";
 
+void print_message(const char* prefix, const char* form, va_list values) __attribute__((format(printf, 2, 0)));
+
 void print_message(const char* prefix, const char* form, va_list values) {
   // What was printed before belongs in front of the message when both go to one place.
   fflush(stdout);
