@@ -108,13 +108,13 @@ inline int32_t usable_size(const FreeBlock* block) {
   return wrapping_add(wrapping_negate(block->bh.bsize), -kHeaderSize);
 }
 
-// The block size that holds `size` bytes, 0 when rounding passes what a size field can tell.
+// The block size that holds `size` bytes. Where rounding passes what a size field can tell, a size that no block has:
+// block sizes are multiples of the quantum.
 int32_t needed_block_size(int32_t size) {
   if (size < kMinimumRequest) return kMinimumRequest + kHeaderSize;
-  constexpr int32_t largest = std::numeric_limits<int32_t>::max() - (kSizeQuantum - 1);
-  if (size > largest) return 0;
-  int32_t rounded = (size + (kSizeQuantum - 1)) & -kSizeQuantum;
-  return rounded > std::numeric_limits<int32_t>::max() - kHeaderSize ? 0 : rounded + kHeaderSize;
+  constexpr int32_t largest = std::numeric_limits<int32_t>::max();
+  if (size > largest - kHeaderSize - (kSizeQuantum - 1)) return largest;
+  return ((size + (kSizeQuantum - 1)) & -kSizeQuantum) + kHeaderSize;
 }
 
 template <FreeBlock* (*follow_link)(const RoqPoolHandle*, Link)>
@@ -209,7 +209,7 @@ void* pool_allocate(RoqPoolHandle* handle, int32_t size) {
   require(handle != nullptr, {"bget", 546, "pstBH"});
   require(size > 0, {"bget", 547, "size > 0"});
   int32_t need = needed_block_size(size);
-  FreeBlock* best = need == 0 ? nullptr : find_best_fit(handle, need);
+  FreeBlock* best = find_best_fit(handle, need);
   if (best == nullptr) {
     report_exhausted_pool();
     return nullptr;
