@@ -2,8 +2,12 @@
 
 #include "gvar/pool.h"
 #include "gvar/variable.h"
+#include "support/numbers.h"
+#include "support/owners.h"
 #include "support/relaxed.h"
 #include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <optional>
 #include <sys/ipc.h>
 #include <sys/sem.h>
@@ -32,7 +36,8 @@ struct LastSeen {
 
 constinit LastSeen last_seen[kExistenceTestLimit];
 
-// The segment that this process attached at a module's fixed address, plus one; 0 when it attached none.
+// The segment that this process attached at a module's fixed address, plus one; 0 when it attached none. Asked only
+// where the kernel's list of mappings cannot be read.
 constinit Relaxed<int> attached_id_plus_one[kModuleLimit];
 
 key_t key_of(uint32_t module) { return ftok("/var/", static_cast<int>(kFirstProjectId + module)); }
@@ -80,6 +85,32 @@ ObtainedSegment obtain_segment(key_t key, uint32_t size) {
   return {shmget(key, size, kPermissions), false};
 }
 
+// What the kernel says of the mappings of this process: "ADDRESS-END RIGHTS OFFSET DEVICE INODE NAME". An attached
+// segment has its id as inode number and a name that begins with "/SYSV".
+bool is_segment_at(const char* line, const void* place, int id) {
+  if (parse_unsigned(line, 16).value != reinterpret_cast<uintptr_t>(place)) return false;
+  constexpr int inode_field = 4;
+  for (int field = 0; field < inode_field; ++field) {
+    line = strchr(line, ' ');
+    if (line == nullptr) return false;
+    ++line;
+  }
+  auto [inode, name] = parse_unsigned(line);
+  name += strspn(name, " ");
+  return inode == static_cast<uint32_t>(id) && strncmp(name, "/SYSV", 5) == 0;
+}
+
+// Whether this process has the segment attached at its module's address.
+bool is_attached(uint32_t module, int id) {
+  UniqueStream mappings(fopen("/proc/self/maps", "re"));
+  if (!mappings) return attached_id_plus_one[module].load() == id + 1;
+  char line[256];
+  while (fgets(line, sizeof line, mappings.get()) != nullptr) {
+    if (is_segment_at(line, segment_of(module), id)) return true;
+  }
+  return false;
+}
+
 bool attach(uint32_t module, int id) {
   void* place = segment_of(module);
   void* attached = shmat(id, place, 0);
@@ -90,7 +121,7 @@ bool attach(uint32_t module, int id) {
   }
   // A taken address is no failure when it is this very segment that took it.
   bool refused = attached == reinterpret_cast<void*>(-1) && errno == EINVAL;
-  return refused && attached_id_plus_one[module].load() == id + 1;
+  return refused && is_attached(module, id);
 }
 
 void lay_out(SegmentHeader* segment, uint32_t size, uint32_t header_size) {
