@@ -1,5 +1,20 @@
 #include "gvar/pool.h"
 #include <cstring>
+#include <limits>
+
+namespace roq::gvar {
+
+void* pool_copy(RoqPoolHandle* handle, const void* bytes, size_t size) {
+  if (size > static_cast<size_t>(std::numeric_limits<int32_t>::max())) {
+    report_exhausted_pool();
+    return nullptr;
+  }
+  void* copy = pool_allocate(handle, static_cast<int32_t>(size));
+  if (copy != nullptr) memcpy(copy, bytes, size);
+  return copy;
+}
+
+} // namespace roq::gvar
 
 using namespace roq::gvar;
 
@@ -20,8 +35,5 @@ extern "C" void ROQ_UTIL_BgetFree(RoqPoolHandle* pstBH, void* pvBuf) {
 
 extern "C" char* ROQ_UTIL_BgetStrdup(RoqPoolHandle* pstBH, const char* pcText) {
   if (pstBH == nullptr || pcText == nullptr) return nullptr;
-  size_t size = strlen(pcText) + 1;
-  void* copy = pool_allocate(pstBH, static_cast<int32_t>(size));
-  if (copy != nullptr) memcpy(copy, pcText, size);
-  return static_cast<char*>(copy);
+  return static_cast<char*>(pool_copy(pstBH, pcText, strlen(pcText) + 1));
 }

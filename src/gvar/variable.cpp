@@ -1,8 +1,6 @@
 #include "gvar/variable.h"
 
 #include "gvar/pool.h"
-#include <cstring>
-#include <limits>
 
 namespace roq::gvar {
 namespace {
@@ -10,17 +8,6 @@ namespace {
 VariableNode* node_at(SegmentAddress address) { return from_segment_address<VariableNode>(address); }
 
 char* value_of(const VariableNode* node) { return from_segment_address<char>(node->value); }
-
-// A copy of the bytes in the module's pool, null when there is no room.
-char* copy_into_pool(SegmentHeader* segment, std::span<const char> bytes) {
-  if (bytes.size() > static_cast<size_t>(std::numeric_limits<int32_t>::max())) {
-    report_exhausted_pool();
-    return nullptr;
-  }
-  void* copy = pool_allocate(&segment->pool, static_cast<int32_t>(bytes.size()));
-  if (copy != nullptr) memcpy(copy, bytes.data(), bytes.size());
-  return static_cast<char*>(copy);
-}
 
 // Stores `next` as the successor of `node`, which may be missing: the store then faults the process, and no compiler
 // may make anything else of it.
@@ -34,7 +21,7 @@ void store_successor(VariableNode* node, SegmentAddress next) {
 
 uint32_t set_variable(SegmentHeader* segment, uint32_t id, std::span<const char> value) {
   VariableNode* node = find_variable(segment, id);
-  char* copy = copy_into_pool(segment, value);
+  void* copy = pool_copy(&segment->pool, value.data(), value.size());
   if (copy == nullptr) return 1;
   if (node != nullptr) {
     pool_release(&segment->pool, value_of(node));
