@@ -128,7 +128,7 @@ TEST(Bpool, StopsOnARegionWhoseFirstHeaderOverwritesTheHandlesLinks) {
 }
 
 TEST(Bpool, FaultsOnAMissingRegionInReach) {
-  Mapping low(0x100000, 4096);
+  Mapping low(0x20000000, 4096);
   auto* handle = reinterpret_cast<RoqPoolHandle*>(low.at(0));
   Outcome outcome = run_in_child([&] { bpool(handle, nullptr, 1024); });
   EXPECT_TRUE(outcome.faulted()) << outcome;
@@ -339,19 +339,11 @@ TEST(Bget, StopsWhenTheNextFreeBlockDoesNotLinkBack) {
 }
 
 TEST(Bget, WalksTheWholeListEvenForASizeThatNoBlockHas) {
-  TestPool pool;
-  pool.handle()->flink = 4; // nothing is mapped there
-  if constexpr (sizeof(void*) == 4) {
-    EXPECT_TRUE(run_in_child([&] { bget(pool.handle(), INT32_MAX); }).faulted());
-  } else {
-    // The widened link must lead to memory that faults: 1 GiB below the handle.
-    Mapping reserved(0, size_t{1} << 31);
-    mprotect(reserved.at(0), size_t{1} << 31, PROT_NONE);
-    mprotect(reserved.at(size_t{1} << 30), 4096, PROT_READ | PROT_WRITE);
-    auto* handle = reinterpret_cast<RoqPoolHandle*>(reserved.at(size_t{1} << 30));
-    handle->flink = low_half(reserved.at(0));
-    EXPECT_TRUE(run_in_child([&] { bget(handle, INT32_MAX); }).faulted());
-  }
+  Mapping pages(0, 8192);
+  mprotect(pages.at(0), 4096, PROT_NONE);
+  auto* handle = reinterpret_cast<RoqPoolHandle*>(pages.at(4096));
+  handle->flink = low_half(pages.at(0));
+  EXPECT_TRUE(run_in_child([&] { bget(handle, INT32_MAX); }).faulted());
 }
 
 TEST(Bget, CountsOnBeyondTheLargestCount) {
@@ -365,11 +357,14 @@ TEST(Bget, CountsOnBeyondTheLargestCount) {
 
 // ---- bgetz
 
-// Places where the handle's address, taken as a signed number, is at most the usable size.
+// A place that is free in every process, emulated ones included, and low enough for a pool to be larger than it.
+constexpr int32_t kLowPlace = 0x1000000;
+
+// The handle's address, taken as a signed number, is at most the usable size.
 TEST(Bgetz, ZeroesTheWholeUsableSizeWhenTheHandlesAddressIsNotAboveIt) {
-  Mapping low(0x100000, 0x201000);
+  constexpr int32_t length = kLowPlace + 0x10000;
+  Mapping low(kLowPlace, length + 64);
   auto* handle = reinterpret_cast<RoqPoolHandle*>(low.at(0));
-  constexpr int32_t length = 0x200000;
   bpool(handle, low.at(64), length);
   // The whole block is handed out, 16 bytes more than asked for.
   auto* buffer = static_cast<unsigned char*>(bgetz(handle, length - 32));
@@ -381,14 +376,15 @@ TEST(Bgetz, ZeroesTheWholeUsableSizeWhenTheHandlesAddressIsNotAboveIt) {
 }
 
 TEST(Bgetz, ComparesTheUsableSizeExactlyWithTheHandlesAddress) {
-  Mapping low(0x100000, 0x201000);
+  constexpr int32_t length = kLowPlace + 0x10000;
+  Mapping low(kLowPlace, length + 64);
   auto* handle = reinterpret_cast<RoqPoolHandle*>(low.at(0));
   auto get = [&](int32_t size) {
-    bpool(handle, low.at(64), 0x200000);
+    bpool(handle, low.at(64), length);
     return run_in_child([&] { EXPECT_NE(bgetz(handle, size), nullptr); });
   };
-  EXPECT_TRUE(get(0x100000).exited_with(0));
-  EXPECT_TRUE(stopped_by(get(0x100000 - 4), 740, "bgetz", "rsize >= size"));
+  EXPECT_TRUE(get(kLowPlace).exited_with(0));
+  EXPECT_TRUE(stopped_by(get(kLowPlace - 4), 740, "bgetz", "rsize >= size"));
 }
 
 #if !defined(__mips__) // whose upper half of the addresses belongs to the kernel
@@ -463,12 +459,12 @@ TEST(Bgetr, ReadsAPoolAtTheNumericAddressOfTheSize) {
   }
 }
 
-// A pool at the address 1 MiB, large enough for one buffer of 1 MiB.
+// A pool large enough for one buffer of as many bytes as its address says.
 struct PoolAtANumericAddress {
-  static constexpr int32_t address = 0x100000;
-  Mapping memory{address, 0x200000};
+  static constexpr int32_t address = kLowPlace;
+  Mapping memory{address, address + 0x10000};
   RoqPoolHandle* handle = reinterpret_cast<RoqPoolHandle*>(memory.at(0));
-  PoolAtANumericAddress() { bpool(handle, memory.at(64), 0x1FF000); }
+  PoolAtANumericAddress() { bpool(handle, memory.at(64), address + 0x8000); }
 };
 
 TEST(Bgetr, MovesABufferIntoThePoolThatTheSizeNames) {
@@ -490,7 +486,7 @@ TEST(Bgetr, MovesABufferIntoThePoolThatTheSizeNames) {
 TEST(Bgetr, CopiesNoMoreThanTheNewSize) {
   PoolAtANumericAddress named;
   constexpr int32_t large = 3 * named.address / 2;
-  Mapping memory(0, 0x201000);
+  Mapping memory(0, 2 * named.address + 64);
   auto* handle = reinterpret_cast<RoqPoolHandle*>(memory.at(0));
   bpool(handle, memory.at(64), 2 * named.address);
   auto* old = static_cast<unsigned char*>(bget(handle, large));
