@@ -847,22 +847,32 @@ TEST(PoolPlace, MayHaveItsRegionInFrontOfTheHandle) {
 
 #if UINTPTR_MAX > UINT32_MAX
 
-// 5 GiB of addresses with the handle at 2.5 GiB, of which only a few pages are ever used.
+// 5 GiB of addresses with the handle at 2.5 GiB, where only the few pages that a test opens can be used.
 struct WideSpace {
   static constexpr size_t gib = size_t{1} << 30;
+  static constexpr size_t page = 4096;
   static constexpr size_t home = 5 * gib / 2;
   Mapping space{0, 5 * gib};
   RoqPoolHandle* handle = reinterpret_cast<RoqPoolHandle*>(space.at(home));
+
+  WideSpace() {
+    mprotect(space.at(0), 5 * gib, PROT_NONE);
+    open_page(home);
+  }
+  unsigned char* open_page(size_t place) const {
+    mprotect(space.at(place / page * page), page, PROT_READ | PROT_WRITE);
+    return space.at(place);
+  }
 };
 
 TEST(PoolPlace, MayReachTwoGibibytesUpwardsToTheLastByte) {
   WideSpace wide;
-  expect_working_pool(wide.handle, wide.space.at(wide.home + 2 * wide.gib - 1024), 1024);
+  expect_working_pool(wide.handle, wide.open_page(wide.home + 2 * wide.gib - 1024), 1024);
 }
 
 TEST(PoolPlace, MayReachTwoGibibytesDownwardsToTheLastByte) {
   WideSpace wide;
-  expect_working_pool(wide.handle, wide.space.at(wide.home - 2 * wide.gib), 1024);
+  expect_working_pool(wide.handle, wide.open_page(wide.home - 2 * wide.gib), 1024);
 }
 
 TEST(PoolPlace, MayCrossABoundaryOfFourGibibytes) {
@@ -897,7 +907,7 @@ TEST(PoolPlace, OutOfReachStopsTheProcess) {
 // A free block of nearly 2 GiB, written by hand so that nothing wipes it.
 struct HugePool : WideSpace {
   static constexpr int32_t size = 0x7FFFFFFC;
-  unsigned char* block = space.at(home - 2 * gib);
+  unsigned char* block = open_page(home - 2 * gib);
 
   void write(size_t place, int32_t value) const { memcpy(block + place, &value, 4); }
   int32_t read(size_t place) const {
@@ -907,18 +917,18 @@ struct HugePool : WideSpace {
   }
 
   HugePool() {
+    open_page(home - page);
     auto list = static_cast<int32_t>(low_half(handle));
     write(4, size);
     write(8, list);
     write(12, list);
-    // The end mark would stand on the handle, whose first word is then this block's size.
+    write(size, size); // of the end mark, directly in front of the handle, only what tells about this block
     handle->flink = handle->blink = low_half(block);
   }
 };
 
 TEST(Bget, HandsOutAWholeBlockOfTheLargestSize) {
   HugePool pool;
-  memcpy(pool.block + pool.size, &pool.size, 4);
   EXPECT_EQ(bget(pool.handle, 0x7FFFFFF4), pool.block + 8);
   EXPECT_EQ(pool.read(4), -pool.size);
   EXPECT_EQ(pool.handle->totalloc, pool.size);
@@ -926,7 +936,6 @@ TEST(Bget, HandsOutAWholeBlockOfTheLargestSize) {
 
 TEST(Bget, SplitsABlockOfTheLargestSize) {
   HugePool pool;
-  memcpy(pool.block + pool.size, &pool.size, 4);
   EXPECT_EQ(bget(pool.handle, 0x7FFFFFD5), pool.block + 0x7FFFFFFC - 0x7FFFFFE0 + 8);
   EXPECT_EQ(pool.read(4), 28);
   EXPECT_EQ(pool.read(28), 28);
