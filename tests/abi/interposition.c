@@ -8,25 +8,25 @@
 
 static int diverted;
 
-static void *divert(void) {
+static void* divert(void) {
   ++diverted;
   return NULL;
 }
 
-void bpool(RoqPoolHandle *handle, void *region, int32_t length) { (void)handle, (void)region, (void)length, divert(); }
-void *bget(RoqPoolHandle *handle, int32_t size) { return (void)handle, (void)size, divert(); }
-void brel(RoqPoolHandle *handle, void *buffer) { (void)handle, (void)buffer, divert(); }
-void ROQ_UTIL_BgetInit(RoqPoolHandle *handle, void *region, int32_t length) {
+void bpool(RoqPoolHandle* handle, void* region, int32_t length) { (void)handle, (void)region, (void)length, divert(); }
+void* bget(RoqPoolHandle* handle, int32_t size) { return (void)handle, (void)size, divert(); }
+void brel(RoqPoolHandle* handle, void* buffer) { (void)handle, (void)buffer, divert(); }
+void ROQ_UTIL_BgetInit(RoqPoolHandle* handle, void* region, int32_t length) {
   (void)handle, (void)region, (void)length, divert();
 }
-void *ROQ_UTIL_BgetMalloc(RoqPoolHandle *handle, int32_t size) { return (void)handle, (void)size, divert(); }
-void ROQ_UTIL_BgetFree(RoqPoolHandle *handle, void *buffer) { (void)handle, (void)buffer, divert(); }
+void* ROQ_UTIL_BgetMalloc(RoqPoolHandle* handle, int32_t size) { return (void)handle, (void)size, divert(); }
+void ROQ_UTIL_BgetFree(RoqPoolHandle* handle, void* buffer) { (void)handle, (void)buffer, divert(); }
 uint32_t ROQ_UTIL_GVarInitEx(uint32_t module, uint32_t size, uint32_t header_size, uint32_t use_lock,
-                             uint32_t *created) {
+                             uint32_t* created) {
   (void)module, (void)size, (void)header_size, (void)use_lock, (void)created, divert();
   return 1;
 }
-RoqPoolHandle *ROQ_UTIL_GVarGetMemHandle(uint32_t module) { return (void)module, divert(); }
+RoqPoolHandle* ROQ_UTIL_GVarGetMemHandle(uint32_t module) { return (void)module, divert(); }
 
 /* Nor may names that stand for nothing outside of the library. */
 int lock(int id, int units);
@@ -34,7 +34,7 @@ int lock(int id, int units) { return (void)id, (void)units, divert(), -1; }
 int unlock(int id, int units);
 int unlock(int id, int units) { return (void)id, (void)units, divert(), -1; }
 
-static void expect(int holds, const char *what) {
+static void expect(int holds, const char* what) {
   if (holds && diverted == 0) return;
   fprintf(stderr, "interposition: %s%s\n", what, diverted ? ": a call of the library was diverted" : " failed");
   exit(1);
@@ -52,13 +52,13 @@ int main(void) {
   expect(ROQ_UTIL_GVarGetValue(1, &length) != NULL, "ROQ_UTIL_GVarGetValue");
 
   /* A pool that this program never set up, found empty rather than diverted: by hand, one free block of 128 bytes. */
-  RoqPoolHandle *handle = (RoqPoolHandle *)memory;
-  int32_t *block = memory + 8;
+  RoqPoolHandle* handle = (RoqPoolHandle*)memory;
+  int32_t* block = memory + 8;
   uint32_t list = (uint32_t)(uintptr_t)handle, link = (uint32_t)(uintptr_t)block;
   handle->flink = handle->blink = link;
   block[0] = 0, block[1] = 128, block[2] = (int32_t)list, block[3] = (int32_t)list;
   block[32] = 128, block[33] = INT32_MIN;
-  expect(ROQ_UTIL_BgetStrdup(handle, "text") == (char *)block + 128 - 16 + 8, "ROQ_UTIL_BgetStrdup");
+  expect(ROQ_UTIL_BgetStrdup(handle, "text") == (char*)block + 128 - 16 + 8, "ROQ_UTIL_BgetStrdup");
   expect(ROQ_UTIL_GVarDelModule(0, 4096) == 0, "ROQ_UTIL_GVarDelModule");
   return 0;
 }

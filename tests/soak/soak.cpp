@@ -29,7 +29,7 @@ constexpr uint32_t kModule = 4;
 constexpr uint32_t kSegmentSize = 0x40000;
 constexpr uint32_t kHeaderSize = 52;
 constexpr uint32_t kVariables = 64;
-constexpr uint32_t kLongestValue = 600;
+constexpr uint32_t kLongestValue = 3000;
 constexpr int kFreeUnits = 10;
 constexpr int kPatienceSeconds = 60;
 
@@ -229,9 +229,8 @@ private:
 
   bool kill_one() {
     auto index = static_cast<unsigned>(random_() % workers_.size());
-    bool held = workers_[index].writes ? kill_a_stopped_one(index) : kill_at_will(index);
-    if (held) workers_[index] = start(index);
-    return held;
+    if (!workers_[index].writes) return kill_at_will(index);
+    return kill_a_stopped_one(index);
   }
 
   bool reap(pid_t pid) {
@@ -243,7 +242,9 @@ private:
   bool kill_at_will(unsigned index) {
     ++deaths_.readers_at_will;
     kill(workers_[index].pid, SIGKILL);
-    return reap(workers_[index].pid);
+    bool held = reap(workers_[index].pid);
+    workers_[index] = start(index);
+    return held;
   }
 
   bool kill_a_stopped_one(unsigned index) {
@@ -256,10 +257,15 @@ private:
     }
     int before = semaphore_value();
     kill(workers_[index].pid, SIGKILL);
-    bool held = reap(workers_[index].pid) && account_for(semaphore_value() - before);
+    if (!reap(workers_[index].pid)) return false;
+    int units_given_back = semaphore_value() - before;
+    if (units_given_back == kFreeUnits && !is_consistent())
+      set_up_anew(index);
+    else
+      workers_[index] = start(index);
     for (const Worker& worker : workers_)
       kill(worker.pid, SIGCONT);
-    return held;
+    return account_for(units_given_back);
   }
 
   bool account_for(int units_given_back) {
@@ -270,9 +276,8 @@ private:
     case 1:
       ++deaths_.with_reader_lock;
       return true;
-    case 10:
+    case kFreeUnits:
       ++deaths_.with_writer_lock;
-      if (!is_consistent()) set_up_anew();
       return true;
     default:
       return fail("the kernel gave back " + std::to_string(units_given_back) + " units");
@@ -287,10 +292,18 @@ private:
     return true;
   }
 
-  void set_up_anew() {
+  // With new workers, too: none may go on with what it knows of the old list.
+  void set_up_anew(unsigned dead) {
     ++deaths_.inconsistent;
+    for (unsigned index = 0; index < workers_.size(); ++index) {
+      if (index == dead) continue;
+      kill(workers_[index].pid, SIGKILL);
+      waitpid(workers_[index].pid, nullptr, 0);
+    }
     memset(segment_ + 20, 0, 4);
     ROQ_UTIL_BgetInit(ROQ_UTIL_GVarGetMemHandle(kModule), segment_ + kHeaderSize, kSegmentSize - kHeaderSize);
+    for (unsigned index = 0; index < workers_.size(); ++index)
+      workers_[index] = start(index);
   }
 
   bool collect() {

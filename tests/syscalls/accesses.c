@@ -3,15 +3,15 @@
 #include <stdlib.h>
 #include <unistd.h>
 
-#define EXPECT(condition) \
-  do { \
-    if (!(condition)) exit(1); \
+#define EXPECT(condition)                                                                                              \
+  do {                                                                                                                 \
+    if (!(condition)) exit(1);                                                                                         \
   } while (0)
 
 int main(void) {
   char buffer[64];
-  void *copy;
-  void *volatile first; /* volatile, so that it is really allocated */
+  void* copy;
+  void* volatile first; /* volatile, so that it is really allocated */
   EXPECT(ROQ_UTIL_GVarInit(0, 4096, 52, NULL) == 0);
   EXPECT(ROQ_UTIL_GVarSetValue(1, "value", 5) == 0); /* the first access looks through the whole listing */
   first = malloc(64);                                /* and the first use of the heap asks for memory */
