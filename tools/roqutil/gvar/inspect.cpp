@@ -58,7 +58,10 @@ public:
       consider(start, false);
   }
 
-  std::optional<uint32_t> offset() const { return best_; }
+  std::optional<uint32_t> offset() const {
+    if (best_ == 0) return {};
+    return best_;
+  }
   bool is_proved() const { return best_evidence_ >= kFieldsAgree; }
 
 private:
@@ -71,13 +74,13 @@ private:
     int evidence = fields_agree ? kFieldsAgree : 0;
     if (chain.intact) evidence += kIntact;
     if (chain.intact && chain.allocated == read32(memory_.bytes, kTotallocAt)) evidence += kAllocatedAgrees;
-    if (best_ && evidence <= best_evidence_) return;
+    if (best_ != 0 && evidence <= best_evidence_) return;
     best_ = start;
     best_evidence_ = evidence;
   }
 
   const Memory& memory_;
-  std::optional<uint32_t> best_;
+  uint32_t best_ = 0; // none lies at 0, where the header is
   int best_evidence_ = 0;
 };
 

@@ -28,7 +28,7 @@ int explain_init(const Invocation& call, uint32_t number, uint32_t size, int err
 }
 
 void print_processes(Text& out, const Array<pid_t>& processes) {
-  for (pid_t process : processes)
+  for (const pid_t& process : processes)
     out.format("%s%d", &process == processes.begin() ? "" : ", ", process);
 }
 
