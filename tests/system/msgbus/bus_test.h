@@ -89,16 +89,16 @@ private:
 };
 
 // A process that runs a function; killed, when it is still there, and reaped at the end.
-class Child {
+class PeerProcess {
 public:
-  template <typename Function> explicit Child(Function&& run) : id_(fork()) {
+  template <typename Function> explicit PeerProcess(Function&& run) : id_(fork()) {
     if (id_ == 0) _exit(run());
   }
-  ~Child() {
+  ~PeerProcess() {
     if (!reaped_) kill_and_reap();
   }
-  Child(const Child&) = delete;
-  Child& operator=(const Child&) = delete;
+  PeerProcess(const PeerProcess&) = delete;
+  PeerProcess& operator=(const PeerProcess&) = delete;
 
   pid_t id() const { return id_; }
 
@@ -150,7 +150,7 @@ public:
 
 private:
   Gate ready_;
-  Child process_;
+  PeerProcess process_;
 };
 
 // Answers every request with its payload and the result value type + value, for ever.

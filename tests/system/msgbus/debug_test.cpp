@@ -22,7 +22,7 @@ protected:
 std::string line_in_log(const char* text) {
   int ends[2];
   EXPECT_EQ(pipe(ends), 0);
-  Child child([&] {
+  PeerProcess child([&] {
     if (unshare(CLONE_NEWNS) != 0 || mount("", "/dev", "tmpfs", 0, "") != 0) return 1;
     sockaddr_un address{};
     address.sun_family = AF_UNIX;

@@ -106,9 +106,9 @@ TEST_F(MessageEndpoint, IsHeldByOneOfManyThatWantItAtOnce) {
     Service dead("cms", serve_echo);
     dead.kill();
     Gate start, tried, finish;
-    std::vector<std::unique_ptr<Child>> rivals;
+    std::vector<std::unique_ptr<PeerProcess>> rivals;
     for (int rival = 0; rival < kRivals; ++rival) {
-      rivals.push_back(std::make_unique<Child>([&] {
+      rivals.push_back(std::make_unique<PeerProcess>([&] {
         start.wait();
         RoqMsgEndpoint* endpoint = ROQ_MSG_Register("cms");
         tried.open();
@@ -135,7 +135,7 @@ TEST_F(MessageEndpoint, IsCreatedWhileNobodyElseHoldsTheFolder) {
   int folder = open(kBusFolder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   ASSERT_EQ(flock(folder, LOCK_EX), 0);
   Gate registered;
-  Child child([&] {
+  PeerProcess child([&] {
     close(folder);
     RoqMsgEndpoint* endpoint = ROQ_MSG_Register("cms");
     registered.open();
@@ -219,7 +219,7 @@ TEST_F(MessageEndpoint, ReceivesNothingWhenTheTimeIsOver) {
 
 TEST_F(MessageEndpoint, ReceivesWithinItsLimitUnderInterruptingSignals) {
   Endpoint endpoint = register_endpoint("cms");
-  Child sender([] {
+  PeerProcess sender([] {
     usleep(300000);
     Message message("cms", 1, 0, "");
     return ROQ_MSG_Send(message.bytes);
@@ -319,7 +319,7 @@ TEST_F(HostileDatagram, OfRandomBytesIsDropped) {
 
 TEST_F(HostileDatagram, DoesNotStretchTheTimeLimit) {
   Endpoint endpoint = register_endpoint("cms");
-  Child flood([] {
+  PeerProcess flood([] {
     RawSocket hostile;
     for (;;)
       hostile.send_to("cms", "junk");
@@ -398,7 +398,7 @@ TEST_F(HostileDatagram, WithADescriptorAttachedLeavesNoneInTheService) {
 
 TEST_F(HostileReply, IsDroppedAndTheWaitGoesOn) {
   Gate ready;
-  Child service([&] {
+  PeerProcess service([&] {
     RawSocket by_hand("cms");
     ready.open();
     Source client;
@@ -428,7 +428,7 @@ TEST_F(HostileReply, IsDroppedAndTheWaitGoesOn) {
 
 TEST_F(HostileReply, DoesNotStretchTheTimeLimit) {
   Gate ready;
-  Child service([&] {
+  PeerProcess service([&] {
     RawSocket by_hand("cms");
     ready.open();
     Source client;
@@ -446,7 +446,7 @@ TEST_F(HostileReply, DoesNotStretchTheTimeLimit) {
 
 TEST_F(HostileReply, OfAnybodyButTheAddresseeIsRefused) {
   Gate ready;
-  Child service([&] {
+  PeerProcess service([&] {
     RawSocket by_hand("cms");
     RawSocket stranger("stranger");
     ready.open();

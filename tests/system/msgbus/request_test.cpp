@@ -210,9 +210,9 @@ TEST_F(MessageRequest, OfSeveralClientsAtOnceGetsItsOwnReply) {
   constexpr int kClients = 8;
   constexpr int kRounds = 50;
   Service service("cms", serve_echo);
-  std::unique_ptr<Child> clients[kClients];
+  std::unique_ptr<PeerProcess> clients[kClients];
   for (int client = 0; client < kClients; ++client) {
-    clients[client] = std::make_unique<Child>([client] {
+    clients[client] = std::make_unique<PeerProcess>([client] {
       for (int round = 0; round < kRounds; ++round) {
         std::string payload = std::to_string(client) + ":" + std::to_string(round);
         Message message("cms", static_cast<uint32_t>(client), static_cast<uint32_t>(1000 * round), payload);
@@ -255,8 +255,8 @@ TEST_F(MessageRequest, MayBeAnsweredInAnotherOrderThanItCame) {
     Reply reply = ask(message);
     return reply.code == 0 && reply.result() == 10 * type ? 0 : 1;
   };
-  Child one([&] { return client(1); });
-  Child two([&] { return client(2); });
+  PeerProcess one([&] { return client(1); });
+  PeerProcess two([&] { return client(2); });
   RoqMsgReceived first = next_message(endpoint.get());
   RoqMsgReceived second = next_message(endpoint.get());
   EXPECT_EQ(ROQ_MSG_Reply(endpoint.get(), &second, 10 * second.type, nullptr, 0), 0);
