@@ -1,8 +1,11 @@
 #include "process/child.h"
 
+#include <algorithm>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <fcntl.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 // Between fork and exec the child of a program with threads may call only what is safe in a signal handler.
@@ -13,15 +16,18 @@ namespace {
 constexpr int kFirstClosedDescriptor = 3;
 constexpr int kLastClosedDescriptor = 49;
 
-// All but SIGINT and SIGQUIT, which depend on the session, those that cannot be changed, and those the target lacks.
-constexpr int kResetSignals[] = {
-    SIGHUP,  SIGILL,  SIGTRAP, SIGABRT, SIGFPE,    SIGBUS,  SIGSEGV,  SIGSYS,  SIGPIPE,
-    SIGALRM, SIGTERM, SIGUSR1, SIGUSR2, SIGCHLD,   SIGPWR,  SIGWINCH, SIGURG,  SIGIO,
-    SIGTSTP, SIGCONT, SIGTTIN, SIGTTOU, SIGVTALRM, SIGPROF, SIGXCPU,  SIGXFSZ,
+// The signals that are reset in every program, one bit each: all but SIGINT and SIGQUIT, which depend on the session,
+// those that cannot be changed, and those that the target lacks. A number and no table, because the child would have to
+// fetch the table's page first.
+template <typename... Signals> constexpr uint32_t bits_of(Signals... signals) { return ((1U << signals) | ...); }
+
+constexpr uint32_t kResetSignals = bits_of(SIGHUP, SIGILL, SIGTRAP, SIGABRT, SIGFPE, SIGBUS, SIGSEGV, SIGSYS, SIGPIPE,
+                                           SIGALRM, SIGTERM, SIGUSR1, SIGUSR2, SIGCHLD, SIGPWR, SIGWINCH, SIGURG, SIGIO,
+                                           SIGTSTP, SIGCONT, SIGTTIN, SIGTTOU, SIGVTALRM, SIGPROF, SIGXCPU, SIGXFSZ)
 #ifdef SIGEMT
-    SIGEMT,
+                                   | bits_of(SIGEMT)
 #endif
-};
+    ;
 
 using Handler = void (*)(int);
 
@@ -31,15 +37,35 @@ void set_action(int signal, Handler handler) {
   sigaction(signal, &action, nullptr);
 }
 
+void reset_signals() {
+  for (int signal = 1; signal < 32; ++signal) {
+    if ((kResetSignals >> signal & 1) != 0) set_action(signal, SIG_DFL);
+  }
+}
+
 void set_keyboard_signals(Handler handler) {
   set_action(SIGINT, handler);
   set_action(SIGQUIT, handler);
 }
 
+// One system call where the kernel has it.
+void close_from_to(int first, int last) {
+  if (first > last) return;
+#ifdef SYS_close_range
+  if (syscall(SYS_close_range, first, last, 0) == 0) return;
+#endif
+  for (int fd = first; fd <= last; ++fd)
+    close(fd);
+}
+
 void close_inherited(const Redirections& files) {
-  for (int fd = kFirstClosedDescriptor; fd <= kLastClosedDescriptor; ++fd) {
-    if (fd != files.output && fd != files.error) close(fd);
+  int first = kFirstClosedDescriptor;
+  for (int kept : {std::min(files.output, files.error), std::max(files.output, files.error)}) {
+    if (kept < kFirstClosedDescriptor || kept > kLastClosedDescriptor) continue;
+    close_from_to(first, kept - 1);
+    first = kept + 1;
   }
+  close_from_to(first, kLastClosedDescriptor);
 }
 
 // A caller without a standard descriptor of its own may have got its number for the file: then it stays there.
@@ -92,8 +118,7 @@ void become_program(const char* path, char** arguments, Redirections files, Sess
     set_keyboard_signals(SIG_DFL);
   else
     detach(session);
-  for (int signal : kResetSignals)
-    set_action(signal, SIG_DFL);
+  reset_signals();
   execv(path, arguments);
   exit(-1);
 }

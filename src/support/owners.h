@@ -15,7 +15,10 @@ namespace roq {
 class ErrnoKeeper {
 public:
   ErrnoKeeper() : saved_(errno) {}
-  ~ErrnoKeeper() { errno = saved_; }
+  // Not written needlessly: after a fork the parent would have to copy the page that errno is in.
+  ~ErrnoKeeper() {
+    if (errno != saved_) errno = saved_;
+  }
   ErrnoKeeper(const ErrnoKeeper&) = delete;
   ErrnoKeeper& operator=(const ErrnoKeeper&) = delete;
 
