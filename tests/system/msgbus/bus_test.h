@@ -22,7 +22,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace roq::test {
+namespace roq::test::msgbus {
 
 inline constexpr uint32_t kLongLimitMs = 60000; // nothing is meant to take that long
 inline const std::filesystem::path kBusFolder = "/var/run/roqmsg";
@@ -265,6 +265,6 @@ private:
   }
 };
 
-} // namespace roq::test
+} // namespace roq::test::msgbus
 
 #endif

@@ -5,7 +5,7 @@
 #include <sys/mount.h>
 #include <syslog.h>
 
-using namespace roq::test;
+using namespace roq::test::msgbus;
 
 namespace {
 

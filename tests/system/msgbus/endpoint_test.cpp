@@ -8,7 +8,7 @@
 #include <sys/stat.h>
 #include <vector>
 
-using namespace roq::test;
+using namespace roq::test::msgbus;
 
 extern "C" int roqmsg_can_be_used_from_c(const char* name);
 

@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-using namespace roq::test;
+using namespace roq::test::msgbus;
 
 namespace {
 
