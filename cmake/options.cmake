@@ -5,3 +5,9 @@ option(ROQ_BUILD_BENCH "Build the benchmarks" OFF)
 set(ROQ_PLATFORM_BUS "" CACHE FILEPATH
     "The platform's own message-bus library; empty builds the stand-in")
 set(ROQ_SANITIZE "" CACHE STRING "Sanitizers for every target, as -fsanitize= takes them")
+set(ROQ_QOS_MARK so_mark CACHE STRING
+    "Socket option of the QoS mark: platform (option 66, the gateway's own kernel) or so_mark (mainline)")
+set_property(CACHE ROQ_QOS_MARK PROPERTY STRINGS platform so_mark)
+if(NOT ROQ_QOS_MARK MATCHES "^(platform|so_mark)$")
+  message(FATAL_ERROR "ROQ_QOS_MARK is '${ROQ_QOS_MARK}': say platform or so_mark")
+endif()

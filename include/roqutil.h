@@ -9,5 +9,6 @@
 #include <roqutil/gvar.h>
 #include <roqutil/msg.h>
 #include <roqutil/process.h>
+#include <roqutil/netinfo.h>
 
 #endif
