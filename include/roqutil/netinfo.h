@@ -186,6 +186,78 @@ ROQ_API uint32_t ROQ_Get3GUsbStickNode(uint32_t ulKind, char* pcNode);
  */
 ROQ_API int32_t ROQ_UTIL_QosSetMark(int32_t iSocket, uint32_t ulMark);
 
+/* ---- Kernel modules ------------------------------------------------------------------------------------------------
+ *
+ * A module is the file <name>.ko in a directory that the caller names. The functions run "insmod" and "rmmod", found
+ * in /var, /bin, /sbin or /usr/bin, without a shell, and wait until they end. What comes of them is not looked at: the
+ * results say whether a command was issued, not whether it succeeded. Ask ROQ_UTIL_IsModuleInserted afterwards.
+ *
+ * HAZARD: the command text is split as a command line, so blanks, quotes, backslashes, '>' and '&' in a name or
+ * directory do not stay what they are. Commands are cut at 511 characters and run as cut.
+ */
+
+/*
+ * Whether a module is loaded, by /proc/modules: 1 when in one of its lines a blank follows the first occurrence of the
+ * name, else 0; 0 also for a null name.
+ *
+ * When the table cannot be opened, 0, after printing "Can't Open File:/proc/modules" and a line end on standard output.
+ *
+ * HAZARD: the match is loose. "usb" is also found at the end of "foo_usb", and so is any text in the later columns that
+ * a blank follows. On the other hand only the first occurrence in a line counts: in the line of "usbcore_usb" it is not
+ * followed by a blank, and "usb" is not found there. The kernel writes '_' in its names where a file has '-'.
+ *
+ * Lines of 512 bytes.
+ */
+ROQ_API uint32_t ROQ_UTIL_IsModuleInserted(const char* pcName);
+
+/*
+ * Runs "insmod <directory>/<name>.ko" unless ROQ_UTIL_IsModuleInserted finds the name. The module's name is the first
+ * argument although the directory comes first in the command.
+ *
+ * Returns 1, or 0 when a pointer is null. Prints only what ROQ_UTIL_IsModuleInserted does; the command is then issued.
+ */
+ROQ_API uint32_t ROQ_UTIL_InsertModule(const char* pcName, const char* pcDirectory);
+
+/*
+ * Runs "rmmod <directory>/<name>.ko" if ROQ_UTIL_IsModuleInserted finds the name.
+ *
+ * Returns 1, or 0 when a pointer is null. Prints only what ROQ_UTIL_IsModuleInserted does; no command is then issued.
+ */
+ROQ_API uint32_t ROQ_UTIL_RemoveModule(const char* pcName, const char* pcDirectory);
+
+/*
+ * ROQ_UTIL_InsertModule for every entry of a directory whose name contains ".ko", cut in front of the first one: foo.ko
+ * and foo.ko.old both load foo. In the order in which the directory lists them; dependencies are not looked at.
+ *
+ * Returns 1; 0 when the directory is null or cannot be opened.
+ */
+ROQ_API uint32_t ROQ_UTIL_InsertModulesDir(const char* pcDirectory);
+
+/* ---- Firewall --------------------------------------------------------------------------------------------------- */
+
+/*
+ * Deletes the first rule of a chain that names an interface for input or output. Call it again while it returns 1 to
+ * delete all: each call makes a fresh listing, because the firewall renumbers the rules.
+ *
+ * It runs "iptables -t <table> -L <chain> -v --line-numbers > /var/iptable", reads that file (lines of 1,024 bytes, 11
+ * columns of 32 bytes), and for the first line behind the two headers whose column 7 or 8 equals the interface it runs
+ * "iptables -t <table> -D <chain> <column 1> 2>/dev/null". Both are found in /var, /bin, /sbin or /usr/bin, run without
+ * a shell, and waited for. The listing stays behind. Commands are cut at 1,023 characters and run as cut.
+ *
+ * Returns 1 when a deletion was issued, whatever came of it; 0 when no rule matches, a pointer is null, /bin/iptables
+ * does not exist, or the listing cannot be opened: then after printing "Can't Open File:/var/iptable" and a line end on
+ * standard output.
+ *
+ * HAZARDS
+ *  - A rule without a target has an empty column in the listing, so its interfaces stand one column further left: its
+ *    output interface is found in column 7, its input interface not at all.
+ *  - When iptables cannot be run although it exists, an older listing is read and acted upon. Callers that repeat the
+ *    call until it returns 0 should stop when nothing changes.
+ *  - The listing is shared by all processes and not locked: two callers at once may delete the wrong rules.
+ *  - As with modules, the texts become parts of a command line. "" as the interface matches short lines.
+ */
+ROQ_API uint32_t ROQ_UTIL_RemoveIpTableRule(const char* pcInterface, const char* pcTable, const char* pcChain);
+
 ROQ_EXTERN_C_END
 
 #endif
