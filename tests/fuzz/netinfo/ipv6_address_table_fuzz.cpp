@@ -18,11 +18,9 @@ std::string with_groups(const std::string& digits) {
 std::string naive_link_local_address(std::string_view table, const std::string& name) {
   std::string address, device;
   for (const std::string& line : lines_of(table, 256)) {
-    std::istringstream words(line);
-    std::string word;
-    for (size_t column = 0; column < 6 && words >> word; ++column) {
-      (column == 0 ? address : device) = word.substr(0, 63);
-    }
+    std::vector<std::string_view> words = words_of(line, 6);
+    if (!words.empty()) address = words[0].substr(0, 63);
+    if (words.size() > 1) device = words.back().substr(0, 63);
     uint8_t bytes[16];
     if (device != name || inet_pton(AF_INET6, with_groups(address).c_str(), bytes) != 1) continue;
     if (bytes[0] != 0xfe || (bytes[1] & 0xc0) != 0x80) continue;

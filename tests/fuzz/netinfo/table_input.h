@@ -4,9 +4,9 @@
 #define ROQ_TESTS_FUZZ_NETINFO_TABLE_INPUT_H
 
 #include "netinfo/line_reader.h"
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#include <sstream>
 #include <string>
 #include <string_view>
 #include <sys/mman.h>
@@ -58,17 +58,29 @@ inline std::vector<std::string> lines_of(std::string_view table, size_t size, si
   return lines;
 }
 
+// The words of a line, at most `count`.
+inline std::vector<std::string_view> words_of(std::string_view line, size_t count) {
+  constexpr std::string_view kSpace = " \t\n\v\f\r";
+  std::vector<std::string_view> words;
+  for (size_t begin = 0; words.size() < count;) {
+    begin = line.find_first_not_of(kSpace, begin);
+    if (begin == std::string_view::npos) break;
+    size_t end = std::min(line.find_first_of(kSpace, begin), line.size());
+    words.push_back(line.substr(begin, end - begin));
+    begin = end;
+  }
+  return words;
+}
+
 // Columns that keep what a short line does not reach.
 class NaiveFields {
 public:
   NaiveFields(size_t count, size_t size) : texts_(count), size_(size) {}
 
   void split(const std::string& line) {
-    std::istringstream words(line);
-    std::string word;
-    for (size_t column = 0; column < texts_.size() && words >> word; ++column) {
-      texts_[column] = word.substr(0, size_ - 1);
-    }
+    std::vector<std::string_view> words = words_of(line, texts_.size());
+    for (size_t column = 0; column < words.size(); ++column)
+      texts_[column] = words[column].substr(0, size_ - 1);
   }
 
   const std::string& operator[](size_t column) const { return texts_[column]; }
