@@ -6,7 +6,10 @@
 
 namespace roq::tool {
 
+extern const Group firewall_group;
 extern const Group gvar_group;
+extern const Group module_group;
+extern const Group net_group;
 
 } // namespace roq::tool
 

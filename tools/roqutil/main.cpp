@@ -34,6 +34,9 @@ constexpr Command kCommands[] = {{.name = "version",
 
 const Group* const kGroups[] = {
     &gvar_group,
+    &net_group,
+    &module_group,
+    &firewall_group,
 };
 
 constexpr Example kExamples[] = {{"roqutil gvar init 2", "create module 2 of the variable store"},

@@ -5,7 +5,7 @@
 #include <optional>
 #include <roqutil/netinfo.h>
 
-using namespace roq::test;
+using namespace roq::scene;
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-using namespace roq::test;
+using namespace roq::scene;
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-using namespace roq::test;
+using namespace roq::scene;
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-using namespace roq::test;
+using namespace roq::scene;
 
 namespace {
 
@@ -117,7 +117,8 @@ TEST_F(ModuleCommands, ReportAnIssuedCommandEvenWhenThereIsNoTool) {
   in_child([] {
     load_list(kUsbIsLoaded);
     unlink("/var/insmod");
-    for (const char* folder : {"/usr/bin", "/usr/sbin"}) ASSERT_EQ(mount("empty", folder, "tmpfs", 0, nullptr), 0);
+    for (const char* folder : {"/usr/bin", "/usr/sbin"})
+      ASSERT_EQ(mount("empty", folder, "tmpfs", 0, nullptr), 0);
     EXPECT_EQ(ROQ_UTIL_InsertModule("vfat", "/lib"), 1U);
   });
 }

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <roqutil/netinfo.h>
 
-using namespace roq::test;
+using namespace roq::scene;
 
 namespace {
 

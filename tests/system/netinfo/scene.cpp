@@ -12,7 +12,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace roq::test {
+namespace roq::scene {
 
 void in_child(const std::function<void()>& body) {
   fflush(nullptr);
@@ -102,4 +102,4 @@ std::string printed_by(const std::function<void()>& action) {
   return testing::internal::GetCapturedStdout();
 }
 
-} // namespace roq::test
+} // namespace roq::scene

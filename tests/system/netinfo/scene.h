@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-namespace roq::test {
+namespace roq::scene {
 
 // Runs the body in a forked child with mounts and a network of its own, the loopback up. Expectations that fail there
 // are printed there, and fail the test here.
@@ -43,6 +43,6 @@ std::vector<int> open_descriptors();
 // What `action` prints on standard output.
 std::string printed_by(const std::function<void()>& action);
 
-} // namespace roq::test
+} // namespace roq::scene
 
 #endif
