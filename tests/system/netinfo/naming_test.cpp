@@ -2,8 +2,10 @@
 #include <cerrno>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <roqmsg.h>
 #include <roqutil/netinfo.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace roq::scene;
@@ -110,6 +112,37 @@ TEST(QosMark, OfADescriptorThatIsNoSocketFailsWithAWarning) {
   EXPECT_EQ(ROQ_UTIL_QosSetMark(asked, 5), -1);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), warning);
   close(asked);
+}
+
+namespace {
+
+// Plays the configuration manager for one request, in a child: the type is the length of the interface's name.
+pid_t start_configuration_manager() {
+  RoqMsgEndpoint* endpoint = ROQ_MSG_Register("cms");
+  EXPECT_NE(endpoint, nullptr);
+  pid_t child = fork();
+  if (child == 0) {
+    RoqMsgReceived asked;
+    bool right = ROQ_MSG_Receive(endpoint, &asked, 30000) == 0 && asked.type == 0x60007 && asked.expects_reply == 1 &&
+                 asked.announced_length == strlen(asked.payload) + 1 &&
+                 ROQ_MSG_Reply(endpoint, &asked, asked.announced_length - 1, nullptr, 0) == 0;
+    ROQ_MSG_Unregister(endpoint);
+    _exit(right ? 0 : 1);
+  }
+  return child;
+}
+
+} // namespace
+
+TEST(InterfaceTypeFromTheBus, IsWhatTheConfigurationManagerAnswers) {
+  in_child([] {
+    pid_t manager = start_configuration_manager();
+    ASSERT_GT(manager, 0);
+    EXPECT_EQ(ROQ_UTIL_GetIntfType("eth0.1"), 6U);
+    int status = 0;
+    ASSERT_EQ(waitpid(manager, &status, 0), manager);
+    EXPECT_EQ(status, 0);
+  });
 }
 
 TEST(InterfaceTypeFromTheBus, IsZeroWhenNoConfigurationManagerRuns) {

@@ -1,4 +1,5 @@
 #include "system/netinfo/scene.h"
+#include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <roqutil/netinfo.h>
@@ -162,6 +163,17 @@ TEST(Ipv6DefaultRouteTable, ThatIsMissingGivesZeroAndLeavesTheNameAlone) {
     char name[8] = "before";
     EXPECT_EQ(printed_by([&] { EXPECT_EQ(ROQ_UTIL_GetIPv6DefaultRouteInterfaceName(name, sizeof name), 0U); }), "");
     EXPECT_STREQ(name, "before");
+  });
+}
+
+TEST(Ipv6DefaultRouteTable, ThatIsMissingIsReportedOnTheDebugChannel) {
+  in_child([] {
+    hide_proc();
+    setenv("ROQ_MSG_DEBUG", "1", 1);
+    char name[8] = "";
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(ROQ_UTIL_GetIPv6DefaultRouteInterfaceName(name, sizeof name), 0U);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Can't Open File:/proc/net/ipv6_route\n");
   });
 }
 
