@@ -8,7 +8,7 @@ namespace {
 struct NumberedNames {
   uint8_t first, last;
   uint8_t offset; // from the unit behind the prefix to the interface's number
-  const char* prefix;
+  char prefix[6];
 };
 
 // The first range that holds a number decides, so 25 and 26 belong to eth0 and never name eth1.0 and eth1.1.

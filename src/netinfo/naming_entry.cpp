@@ -20,7 +20,7 @@ extern "C" uint32_t ROQ_UTIL_GetIntfType(const char* pcName) {
 }
 
 extern "C" uint32_t ROQ_Get3GUsbStickNode(uint32_t ulKind, char* pcNode) {
-  constexpr const char* kKeywords[] = {"pcui", "modem", "voice"};
+  static constexpr char kKeywords[][6] = {"pcui", "modem", "voice"};
   if (ulKind < 1 || ulKind > std::size(kKeywords) || pcNode == nullptr) {
     puts("\n fail, the para is invalid.");
     return 0;
