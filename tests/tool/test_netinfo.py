@@ -26,6 +26,8 @@ class NetworkCase(Case):
     def setUp(self):
         self.addCleanup(subprocess.run, "ip link del lan0; ip link del tun0", shell=True, stderr=subprocess.DEVNULL)
         run("ip link add lan0 type veth peer name far0")
+        # The kernel would give them addresses at a time of its own choice.
+        run("ip link set lan0 addrgenmode none && ip link set far0 addrgenmode none")
         run("ip link set lan0 up && ip link set far0 up && ip addr add 192.0.2.1/24 dev lan0")
         run("ip tuntap add tun0 mode tun && ip addr add 10.9.0.1 peer 10.9.0.2 dev tun0 && ip link set tun0 up")
 
@@ -51,6 +53,7 @@ class Addresses(NetworkCase):
         self.assertEqual(self.succeed("net", "peer", "tun0", "--json").json(), {"interface": "tun0", "peer": "10.9.0.2"})
 
     def test_link_local(self):
+        run("ip -6 addr add fe80::d897:b4ff:fe9a:1a9e/64 dev lan0 nodad")
         shown = shown_by_ip("-6 addr show dev lan0 scope link")[0]["addr_info"][0]["local"]
         self.assertEqual(self.succeed("net", "link6", "lan0").out, shown + "\n")
 
@@ -63,6 +66,12 @@ class Addresses(NetworkCase):
 
 
 class Counters(NetworkCase):
+    def setUp(self):
+        super().setUp()
+        # What IPv6 sends of its own accord would be counted between two looks.
+        for interface in ("lan0", "far0"):
+            pathlib.Path(f"/proc/sys/net/ipv6/conf/{interface}/disable_ipv6").write_text("1")
+
     def stat(self, *words):
         return {entry["interface"]: entry for entry in self.succeed("net", "stat", *words, "--json").json()}
 
@@ -139,7 +148,7 @@ class Names(Case):
 def with_proc(files):
     """Words in front of a command that put these files in the place of /proc; a process still finds itself there."""
     steps = ["mkdir -p /var/tmp/proc", "mount --bind /proc /var/tmp/proc", "mount -t tmpfs tables /proc",
-             "ln -s /var/tmp/proc/self /proc/self"]
+             "ln -s /var/tmp/proc/self /var/tmp/proc/$$ /proc"]
     steps += [f"printf %s '{text}' >/proc/{name}" for name, text in files.items()]
     return ["unshare", "--mount", "sh", "-c", " && ".join(steps) + ' && exec "$@"', "sh"]
 
