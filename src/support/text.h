@@ -1,4 +1,4 @@
-// Texts: bounded copies.
+// Texts: bounded copies and comparisons.
 #ifndef ROQ_SUPPORT_TEXT_H
 #define ROQ_SUPPORT_TEXT_H
 
@@ -20,6 +20,9 @@ inline void append_cut(char* out, size_t size, const char* text) {
   size_t length = strlen(out);
   copy_cut(out + length, size - length, text);
 }
+
+// Whether the text has more than `limit` characters; what lies behind the first one too many is not read.
+inline bool is_longer_than(const char* text, size_t limit) { return strnlen(text, limit + 1) > limit; }
 
 } // namespace roq
 
