@@ -10,5 +10,7 @@
 #include <roqutil/msg.h>
 #include <roqutil/process.h>
 #include <roqutil/netinfo.h>
+#include <roqutil/strutil.h>
+#include <roqutil/validate.h>
 
 #endif
