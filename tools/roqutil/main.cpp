@@ -1,6 +1,8 @@
 #include "cli.h"
 #include "groups.h"
 #include "json.h"
+#include "strutil_commands.h"
+#include "validate_commands.h"
 #include <cerrno>
 #include <cstring>
 #include <roqutil/msg.h>
@@ -30,13 +32,21 @@ constexpr Command kCommands[] = {{.name = "version",
                                   .summary = "print the version of the tool and of the library",
                                   .options = kVersionOptions,
                                   .examples = kVersionExamples,
-                                  .run = run_version}};
+                                  .run = run_version},
+                                 kCidrCommand,
+                                 kMinutesCommand,
+                                 kSplitCommand,
+                                 kTrimCommand,
+                                 kShellQuoteCommand,
+                                 kFieldCommand};
 
 const Group* const kGroups[] = {
     &gvar_group,
     &net_group,
     &module_group,
     &firewall_group,
+    &check_group,
+    &base64_group,
 };
 
 constexpr Example kExamples[] = {{"roqutil gvar init 2", "create module 2 of the variable store"},

@@ -1,0 +1,42 @@
+#include "values.h"
+
+#include "json.h"
+#include <cerrno>
+#include <cstring>
+
+namespace roq::tool {
+
+bool LineReader::next() {
+  ssize_t length = getline(&line_, &room_, stdin);
+  if (length < 0) return false;
+  size_ = static_cast<size_t>(length);
+  if (size_ > 0 && line_[size_ - 1] == '\n') line_[--size_] = '\0';
+  return true;
+}
+
+bool LineReader::is_text() const { return strlen(line_) == size_; }
+
+Text readable(const char* text) {
+  Text shown;
+  bool is_readable = is_utf8(text);
+  for (; *text != '\0'; ++text) {
+    auto byte = static_cast<unsigned char>(*text);
+    bool is_control = byte < 0x20 || byte == 0x7f;
+    if (is_control || (byte >= 0x80 && !is_readable))
+      shown.format("\\x%02x", byte);
+    else
+      shown.append(*text);
+  }
+  return shown;
+}
+
+FILE* open_input(const Invocation& call, const char* name) {
+  if (strcmp(name, "-") == 0) return stdin;
+  FILE* stream = fopen(name, "re");
+  if (stream == nullptr) stream_failed(call, name);
+  return stream;
+}
+
+int stream_failed(const Invocation& call, const char* name) { return call.refused("'%s': %s", name, strerror(errno)); }
+
+} // namespace roq::tool
