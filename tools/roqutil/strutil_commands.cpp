@@ -162,7 +162,7 @@ constexpr Command kBase64Commands[] = {{.name = "encode",
                                                    "is no digit is refused.\nWhat came before it was already written.",
                                         .examples = kDecodeExamples,
                                         .run = run_decode}};
-constexpr Example kBase64Examples[] = {{"printf Man | roqutil base64 encode", "TWFu"},
+constexpr Example kBase64Examples[] = {{"roqutil base64 encode picture.png >picture.txt", "a file"},
                                        {"echo TWFu | roqutil base64 decode", "Man"}};
 
 } // namespace

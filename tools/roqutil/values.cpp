@@ -1,6 +1,6 @@
 #include "values.h"
 
-#include "json.h"
+#include "gvar/values.h"
 #include <cerrno>
 #include <cstring>
 
@@ -18,15 +18,7 @@ bool LineReader::is_text() const { return strlen(line_) == size_; }
 
 Text readable(const char* text) {
   Text shown;
-  bool is_readable = is_utf8(text);
-  for (; *text != '\0'; ++text) {
-    auto byte = static_cast<unsigned char>(*text);
-    bool is_control = byte < 0x20 || byte == 0x7f;
-    if (is_control || (byte >= 0x80 && !is_readable))
-      shown.format("\\x%02x", byte);
-    else
-      shown.append(*text);
-  }
+  gvar::append_readable(shown, text);
   return shown;
 }
 

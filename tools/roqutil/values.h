@@ -22,7 +22,7 @@ private:
   size_t size_ = 0;
 };
 
-// Text for the eye: what is no printable ASCII character or part of a well-formed UTF-8 sequence appears as \xNN.
+// A text for the eye: what is no printable character appears as \n, \t or \x1b.
 Text readable(const char* text);
 
 // Bytes of files and of standard input ("-"). Null after a message when the file cannot be opened.
