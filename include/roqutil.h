@@ -6,6 +6,7 @@
 #ifndef ROQUTIL_H
 #define ROQUTIL_H
 
+#include <roqutil/dns.h>
 #include <roqutil/gvar.h>
 #include <roqutil/msg.h>
 #include <roqutil/process.h>

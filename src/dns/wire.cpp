@@ -1,0 +1,82 @@
+#include "dns/wire.h"
+
+namespace roq::dns {
+namespace {
+
+constexpr bool is_pointer(uint8_t length) { return (length & 0xC0) == 0xC0; }
+
+void skip_name(Reader& in, PointerInQuestion pointer) {
+  for (uint8_t length = in.u8(); length != 0; length = in.u8()) {
+    if (is_pointer(length) && pointer == PointerInQuestion::ends_the_name) {
+      in.skip(1);
+      return;
+    }
+    in.skip(length);
+  }
+}
+
+} // namespace
+
+void write_header(Writer& out, const MessageHeader& header) {
+  out.u16(static_cast<uint16_t>(header.id));
+  out.u8(static_cast<uint8_t>(header.qr << 7 | header.opcode << 3 | header.aa << 2 | header.tc << 1 | header.rd));
+  out.u8(static_cast<uint8_t>(header.ra << 7 | header.rcode));
+  for (int32_t count : {header.qdcount, header.ancount, header.nscount, header.arcount}) {
+    out.u16(static_cast<uint16_t>(count));
+  }
+}
+
+MessageHeader read_header(Reader& in) {
+  MessageHeader header;
+  header.id = in.u16();
+  const uint8_t high = in.u8(), low = in.u8();
+  header.qr = high >> 7;
+  header.opcode = high >> 3 & 0xF;
+  header.aa = high >> 2 & 1;
+  header.tc = high >> 1 & 1;
+  header.rd = high & 1;
+  header.ra = low >> 7;
+  header.rcode = low & 0xF;
+  header.qdcount = in.u16();
+  header.ancount = in.u16();
+  header.nscount = in.u16();
+  header.arcount = in.u16();
+  return header;
+}
+
+RecordHeader read_record_header(Reader& in) {
+  return {.type = in.u16(), .record_class = in.u16(), .ttl = in.u32(), .rdlength = in.u16()};
+}
+
+bool read_name(Reader& in, char (&dotted)[kDottedNameRoom]) {
+  Reader at = in;
+  size_t used = 0, jumps = 0;
+  for (uint8_t length = at.u8(); length != 0; length = at.u8()) {
+    if (is_pointer(length)) {
+      const size_t target = static_cast<size_t>(length & 0x3F) << 8 | at.u8();
+      if (jumps++ == 0) in.seek(at.position());
+      // More jumps than there are places to jump from: the pointers form a loop.
+      if (jumps > at.size()) return false;
+      at.seek(target);
+      continue;
+    }
+    if (used + length + 1 >= kDottedNameRoom) return false;
+    for (uint8_t byte : at.bytes(length))
+      dotted[used++] = static_cast<char>(byte);
+    dotted[used++] = '.';
+  }
+  if (!at.ok()) return false;
+  if (jumps == 0) in.seek(at.position());
+  dotted[used == 0 ? 0 : used - 1] = '\0';
+  return true;
+}
+
+void skip_questions(Reader& in, int32_t count, PointerInQuestion pointer) {
+  constexpr size_t type_and_class = 4;
+  for (int32_t skipped = 0; skipped < count && in.ok(); ++skipped) {
+    skip_name(in, pointer);
+    in.skip(type_and_class);
+  }
+}
+
+} // namespace roq::dns
