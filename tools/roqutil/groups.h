@@ -9,6 +9,7 @@ namespace roq::tool {
 extern const Group base64_group;
 extern const Group check_group;
 extern const Group firewall_group;
+extern const Group dns_group;
 extern const Group gvar_group;
 extern const Group module_group;
 extern const Group net_group;

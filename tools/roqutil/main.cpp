@@ -1,4 +1,5 @@
 #include "cli.h"
+#include "dns/commands.h"
 #include "groups.h"
 #include "json.h"
 #include "strutil_commands.h"
@@ -28,7 +29,9 @@ int run_version(const Invocation& call) {
 constexpr Option kVersionOptions[] = {kJsonOption};
 constexpr Example kVersionExamples[] = {{"roqutil version", "the version of this tool and of its library"},
                                         {"roqutil version --json", "the same for a program"}};
-constexpr Command kCommands[] = {{.name = "version",
+constexpr Command kCommands[] = {kResolveCommand,
+                                 kSrvCommand,
+                                 {.name = "version",
                                   .summary = "print the version of the tool and of the library",
                                   .options = kVersionOptions,
                                   .examples = kVersionExamples,
@@ -41,6 +44,7 @@ constexpr Command kCommands[] = {{.name = "version",
                                  kFieldCommand};
 
 const Group* const kGroups[] = {
+    &dns_group,
     &gvar_group,
     &net_group,
     &module_group,
