@@ -13,21 +13,17 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <vector>
 
 namespace roq::tests {
 namespace {
 
-struct Known {
-  std::string suite, name;
-  Scenarios::Body body;
-};
-
-// In a function, so that it is there before the first registration.
-std::vector<Known>& known_scenarios() {
-  static std::vector<Known> known;
+// By "suite.name". In a function, so that it is there before the first registration.
+std::map<std::string, Scenarios::Body>& known_scenarios() {
+  static std::map<std::string, Scenarios::Body> known;
   return known;
 }
+
+std::string key_of(const testing::TestInfo& test) { return std::string(test.test_suite_name()) + '.' + test.name(); }
 
 struct Running {
   pid_t pid;
@@ -56,6 +52,11 @@ Running start(Scenarios::Body body) {
   _exit(testing::Test::HasFailure() ? 1 : 0);
 }
 
+void start_if_scenario(const std::string& key) {
+  const auto known = known_scenarios().find(key);
+  if (known != known_scenarios().end()) running_scenarios[key] = start(known->second);
+}
+
 std::string all_of(FILE* file) {
   std::string content;
   rewind(file);
@@ -67,22 +68,24 @@ std::string all_of(FILE* file) {
 } // namespace
 
 Scenarios::Registration::Registration(const char* suite, const char* name, Body body) {
-  known_scenarios().push_back({suite, name, body});
+  known_scenarios()[std::string(suite) + '.' + name] = body;
 }
 
 void Scenarios::SetUpTestSuite() {
-  const testing::TestSuite& suite = *testing::UnitTest::GetInstance()->current_test_suite();
-  for (int i = 0; i < suite.total_test_count(); ++i) {
-    const testing::TestInfo& test = *suite.GetTestInfo(i);
-    for (const Known& known : known_scenarios()) {
-      if (!test.should_run() || known.suite != suite.name() || known.name != test.name()) continue;
-      running_scenarios[known.name] = start(known.body);
+  if (!running_scenarios.empty()) return;
+  const testing::UnitTest& all = *testing::UnitTest::GetInstance();
+  for (int i = 0; i < all.total_test_suite_count(); ++i) {
+    const testing::TestSuite& suite = *all.GetTestSuite(i);
+    for (int j = 0; j < suite.total_test_count(); ++j) {
+      if (suite.GetTestInfo(j)->should_run()) start_if_scenario(key_of(*suite.GetTestInfo(j)));
     }
   }
 }
 
 void Scenarios::await() {
-  const Running running = running_scenarios.at(testing::UnitTest::GetInstance()->current_test_info()->name());
+  const std::string key = key_of(*testing::UnitTest::GetInstance()->current_test_info());
+  const Running running = running_scenarios.at(key);
+  running_scenarios.erase(key);
   int status = 0;
   ASSERT_EQ(waitpid(running.pid, &status, 0), running.pid);
   EXPECT_EQ(status, 0) << all_of(running.output);

@@ -1,5 +1,5 @@
 // Tests that spend their time waiting. Each runs in a process of its own, with a network, a /var and globals of its
-// own, and all of a suite run at the same time.
+// own, and all of them run at the same time.
 //
 //   class SlowThings : public roq::tests::Scenarios {};
 //   ROQ_SCENARIO(SlowThings, TakeFiveSeconds) { EXPECT_EQ(slow_thing(), 0); }
@@ -19,7 +19,7 @@ public:
   };
 
 protected:
-  // Starts every scenario of the suite that is to run.
+  // Starts every scenario that is to run, whatever its suite.
   static void SetUpTestSuite();
   // Waits for the scenario of the current test and reports what it found.
   static void await();
