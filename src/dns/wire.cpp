@@ -17,6 +17,42 @@ void skip_name(Reader& in, PointerInQuestion pointer) {
 
 } // namespace
 
+std::span<const uint8_t> Reader::bytes(size_t count) {
+  if (failed_ || count > remaining()) {
+    failed_ = true;
+    return {};
+  }
+  std::span<const uint8_t> taken = message_.subspan(position_, count);
+  position_ += count;
+  return taken;
+}
+
+uint32_t Reader::number(size_t width) {
+  uint32_t value = 0;
+  for (uint8_t byte : bytes(width))
+    value = value << 8 | byte;
+  return value;
+}
+
+void Writer::bytes(const void* data, size_t count) {
+  if (failed_ || count > room_.size() - size_) {
+    failed_ = true;
+    return;
+  }
+  if (count != 0) memcpy(&room_[size_], data, count);
+  size_ += count;
+}
+
+void Writer::u16(uint16_t value) {
+  u8(static_cast<uint8_t>(value >> 8));
+  u8(static_cast<uint8_t>(value));
+}
+
+void Writer::label(const char* text, size_t length) {
+  u8(static_cast<uint8_t>(length));
+  bytes(text, length);
+}
+
 void write_header(Writer& out, const MessageHeader& header) {
   out.u16(static_cast<uint16_t>(header.id));
   out.u8(static_cast<uint8_t>(header.qr << 7 | header.opcode << 3 | header.aa << 2 | header.tc << 1 | header.rd));

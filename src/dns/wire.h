@@ -32,15 +32,7 @@ public:
   void seek(size_t position) { position_ = position; }
   void skip(size_t count) { position_ += count; }
 
-  std::span<const uint8_t> bytes(size_t count) {
-    if (failed_ || count > remaining()) {
-      failed_ = true;
-      return {};
-    }
-    std::span<const uint8_t> taken = message_.subspan(position_, count);
-    position_ += count;
-    return taken;
-  }
+  std::span<const uint8_t> bytes(size_t count);
   // What is left of the message, at most `count` bytes of it.
   std::span<const uint8_t> up_to(size_t count) { return bytes(std::min(count, remaining())); }
 
@@ -51,12 +43,7 @@ public:
 private:
   size_t remaining() const { return position_ < message_.size() ? message_.size() - position_ : 0; }
 
-  uint32_t number(size_t width) {
-    uint32_t value = 0;
-    for (uint8_t byte : bytes(width))
-      value = value << 8 | byte;
-    return value;
-  }
+  uint32_t number(size_t width);
 
   std::span<const uint8_t> message_;
   size_t position_;
@@ -71,24 +58,11 @@ public:
   bool ok() const { return !failed_; }
   size_t size() const { return size_; }
 
-  void bytes(const void* data, size_t count) {
-    if (failed_ || count > room_.size() - size_) {
-      failed_ = true;
-      return;
-    }
-    if (count != 0) memcpy(&room_[size_], data, count);
-    size_ += count;
-  }
+  void bytes(const void* data, size_t count);
   void u8(uint8_t value) { bytes(&value, 1); }
-  void u16(uint16_t value) {
-    const uint8_t big_endian[] = {static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)};
-    bytes(big_endian, sizeof big_endian);
-  }
+  void u16(uint16_t value);
   // The length takes one byte whatever it is; nothing holds callers to the 63 bytes of a proper label.
-  void label(const char* text, size_t length) {
-    u8(static_cast<uint8_t>(length));
-    bytes(text, length);
-  }
+  void label(const char* text, size_t length);
 
 private:
   std::span<uint8_t> room_;
