@@ -23,8 +23,7 @@ struct Rule {
 
 bool read_rule(const char* line, Rule& rule) {
   rule = {};
-  strncpy(rule.line, line, sizeof rule.line - 1);
-  rule.line[strcspn(rule.line, "\n")] = '\0';
+  memcpy(rule.line, line, strcspn(line, "\n"));
   return sscanf(line, "%31s %*s %*s %*s %*s %*s %31s %31s", rule.number, rule.input, rule.output) >= 2;
 }
 
