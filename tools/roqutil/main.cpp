@@ -2,6 +2,7 @@
 #include "dns/commands.h"
 #include "groups.h"
 #include "json.h"
+#include "process_commands.h"
 #include "strutil_commands.h"
 #include "validate_commands.h"
 #include <cerrno>
@@ -36,6 +37,13 @@ constexpr Command kCommands[] = {kResolveCommand,
                                   .options = kVersionOptions,
                                   .examples = kVersionExamples,
                                   .run = run_version},
+                                 kParseCommand,
+                                 kExecCommand,
+                                 kShCommand,
+                                 kWhichCommand,
+                                 kPidCommand,
+                                 kStopCommand,
+                                 kLockCommand,
                                  kCidrCommand,
                                  kMinutesCommand,
                                  kSplitCommand,
@@ -44,13 +52,7 @@ constexpr Command kCommands[] = {kResolveCommand,
                                  kFieldCommand};
 
 const Group* const kGroups[] = {
-    &dns_group,
-    &gvar_group,
-    &net_group,
-    &module_group,
-    &firewall_group,
-    &check_group,
-    &base64_group,
+    &dns_group, &gvar_group, &net_group, &module_group, &firewall_group, &check_group, &base64_group,
 };
 
 constexpr Example kExamples[] = {{"roqutil gvar init 2", "create module 2 of the variable store"},
