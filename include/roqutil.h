@@ -9,8 +9,8 @@
 #include <roqutil/dns.h>
 #include <roqutil/gvar.h>
 #include <roqutil/msg.h>
-#include <roqutil/process.h>
 #include <roqutil/netinfo.h>
+#include <roqutil/process.h>
 #include <roqutil/strutil.h>
 #include <roqutil/validate.h>
 
