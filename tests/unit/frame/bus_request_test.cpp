@@ -103,7 +103,8 @@ TEST(BusRequest, PrintsNothingOnFailure) {
   EXPECT_TRUE(bus.debug_lines.empty());
 }
 
-// Under a sanitizer the heap keeps no count, but the leak check at the end sees the same.
+// Under a sanitizer the heap keeps no count, but the leak check at the end sees the same. A hundred replies that nobody
+// released would take more than 4,000 bytes; blocks that wait in the heap's own cache count as used, too.
 TEST(BusRequest, ReleasesTheReply) {
   RecordingBus bus;
   bus.sent.reserve(200);
@@ -118,7 +119,7 @@ TEST(BusRequest, ReleasesTheReply) {
     bus.sent.clear();
     bus.built.clear();
   }
-  EXPECT_EQ(mallinfo2().uordblks, before);
+  EXPECT_LT(mallinfo2().uordblks, before + 1000);
 }
 
 TEST(BusNotice, IsBuiltWithoutAddresseeAndWithTheValueZero) {
