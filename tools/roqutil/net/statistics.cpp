@@ -20,10 +20,10 @@ struct Counter {
 };
 
 constexpr Counter kCounters[] = {
-    {"rx_bytes", &RoqIfcStat::rx_bytes, 11},  {"rx_packets", &RoqIfcStat::rx_packets, 11},
-    {"rx_errors", &RoqIfcStat::rx_errors, 9}, {"rx_drops", &RoqIfcStat::rx_drops, 9},
-    {"tx_bytes", &RoqIfcStat::tx_bytes, 12},  {"tx_packets", &RoqIfcStat::tx_packets, 11},
-    {"tx_errors", &RoqIfcStat::tx_errors, 9}, {"tx_drops", &RoqIfcStat::tx_drops, 9},
+    {"rx_bytes", &RoqIfcStat::rx_bytes, 11},   {"rx_packets", &RoqIfcStat::rx_packets, 11},
+    {"rx_errors", &RoqIfcStat::rx_errors, 10}, {"rx_drops", &RoqIfcStat::rx_drops, 9},
+    {"tx_bytes", &RoqIfcStat::tx_bytes, 12},   {"tx_packets", &RoqIfcStat::tx_packets, 11},
+    {"tx_errors", &RoqIfcStat::tx_errors, 10}, {"tx_drops", &RoqIfcStat::tx_drops, 9},
 };
 
 struct Reading {
