@@ -2,8 +2,8 @@
 #include "netinfo/interface_name.h"
 #include "netinfo/modem.h"
 #include "netinfo/socket_mark.h"
+#include <array>
 #include <cstdio>
-#include <iterator>
 #include <roqutil/netinfo.h>
 
 using namespace roq::netinfo;

@@ -21,7 +21,7 @@ int32_t wait_for_child(int32_t pid, int32_t time_limit, uint32_t* signal, uint32
   int32_t interval = std::min(time_limit, kLongestPollMilliseconds);
   // No deadline, and that is meant: a positive limit only sets how often the child is looked at.
   for (;;) {
-    int status;
+    int status = 0;
     pid_t reaped = waitpid(pid, &status, time_limit >= 0 ? WNOHANG : 0);
     if (reaped > 0) {
       report_status(status, signal, exit_code);

@@ -4,9 +4,9 @@
 #include "json.h"
 #include "net/statistics.h"
 #include <arpa/inet.h>
+#include <array>
 #include <cerrno>
 #include <cstring>
-#include <iterator>
 #include <net/if.h>
 #include <roqutil/netinfo.h>
 #include <unistd.h>
