@@ -3,6 +3,7 @@
 
 #include "json.h"
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <dirent.h>
 #include <roqutil/netinfo.h>
