@@ -5,6 +5,7 @@
 #include <arpa/inet.h>
 #include <benchmark/benchmark.h>
 #include <cstring>
+#include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <roqutil/dns.h>
@@ -46,8 +47,22 @@ struct BareExchange {
   static constexpr char kQuery[] = "\x12\x34\1\0\0\1\0\0\0\0\0\0\4host\7example\3net\0\0\1\0\1";
 };
 
+// The same, and the file that may turn IPv4 resolution off looked for first, as every lookup does.
+struct BareExchangeAndSwitchFile {
+  bool look_up(const char* name) {
+    const int fd = open("/var/dns/ipv4", O_RDONLY | O_CLOEXEC);
+    if (fd >= 0) close(fd);
+    return BareExchange().look_up(name);
+  }
+};
+
 struct Roqutil {
   bool look_up(const char* name) { return ROQ_UTIL_Gethostbyname(name, AF_INET, nullptr) != nullptr; }
+};
+
+// The entry that looks at no switch file, from the any-address.
+struct RoqutilWithSource {
+  bool look_up(const char* name) { return roq_gethostbyname(name, INADDR_ANY) != nullptr; }
 };
 
 struct Getaddrinfo {
@@ -78,6 +93,8 @@ template <typename Resolver> void look_up(benchmark::State& state) {
 
 BENCHMARK_TEMPLATE(look_up, BareExchange)->UseRealTime();
 BENCHMARK_TEMPLATE(look_up, Roqutil)->UseRealTime();
+BENCHMARK_TEMPLATE(look_up, RoqutilWithSource)->UseRealTime();
+BENCHMARK_TEMPLATE(look_up, BareExchangeAndSwitchFile)->UseRealTime();
 BENCHMARK_TEMPLATE(look_up, Getaddrinfo)->UseRealTime();
 BENCHMARK_TEMPLATE(look_up, GethostbynameR)->UseRealTime();
 #if BENCH_HAVE_CARES
