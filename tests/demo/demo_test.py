@@ -11,6 +11,7 @@ import sys
 import tempfile
 import time
 import unittest
+from xml.etree import ElementTree
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
 from leftovers import Leftovers  # noqa: E402
@@ -69,6 +70,17 @@ class TheStory(DemoTest):
         self.assertNotIn("FAILED", told.stdout)
         for call in ("ROQ_UTIL_GVarInit", "ROQ_UTIL_GVarSetValue", "ROQ_UTIL_GVarGetValueEx", "ROQ_MSG_SendAndRecv"):
             self.assertIn(call, told.stdout)
+
+    def test_with_svg_draws_the_store_and_the_processes_around_it(self):
+        drawn = self.folder / "gateway.svg"
+        told = demo("--svg", str(drawn), "30-services")
+        self.assertEqual(told.returncode, 0, told.stdout + told.stderr)
+        self.assertEqual(results(told.stdout)["80-picture"], "ok")
+        texts = [element.text or "" for element in ElementTree.parse(drawn).iter("{http://www.w3.org/2000/svg}text")]
+        self.assertIn("The gateway: 3 processes around 2 modules of the store", texts)
+        for shown in (r"cms, process \d+", r"wan, process \d+", r"voice, process \d+", r"module 0 at 0x2ef00000",
+                      r"module 1 at 0x2f000000", r"lock: 10 of 10 units free.*", r"answers on the bus"):
+            self.assertTrue(any(re.fullmatch(shown, text) for text in texts), shown)
 
     def test_of_one_step_runs_what_it_needs_and_no_more(self):
         for name in ("30", "services", "30-services"):
@@ -140,10 +152,17 @@ class TheSettings(unittest.TestCase):
 
 class WrongUse(DemoTest):
     def test_gives_2_and_says_what_was_expected(self):
-        for arguments in (("nothing",), ("--wrong",), ("--steps",), ("--steps", "/no/such")):
+        for arguments in (("nothing",), ("--wrong",), ("--steps",), ("--steps", "/no/such"), ("--svg",),
+                          ("--svg", "x", "--list"), ("--svg", "x", "--shell")):
             used = demo(*arguments)
             self.assertEqual((used.returncode, used.stdout), (2, ""))
             self.assertRegex(used.stderr, r"\Ademo: .+\n\Z")
+
+    def test_a_picture_that_cannot_be_written_gives_3(self):
+        for file in ("/no/such/folder/x.svg", "/proc/x.svg"):
+            used = demo("--svg", file)
+            self.assertEqual((used.returncode, used.stdout), (3, ""))
+            self.assertEqual(used.stderr, f"demo: {file} cannot be written; name a file in a folder of yours\n")
 
     def test_list_and_help_start_nothing(self):
         listed = demo("--list")
@@ -175,25 +194,28 @@ class AnInterruption(DemoTest):
     def test_at_any_time_leaves_nothing(self):
         leftovers = Leftovers()
         began = time.monotonic()
-        demo()
+        demo("34-turns")
         whole = time.monotonic() - began
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
             for part in range(8):
-                told = subprocess.Popen([str(DEMO)], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                told = subprocess.Popen([str(DEMO), "34-turns"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
                                         env=leftovers.environment())
                 self.addCleanup(told.kill)
-                time.sleep(0.05 + whole * part / 10)
+                time.sleep(0.05 + whole * part / 8)
                 told.send_signal(number)
                 # Without code 128 and more when it came too late, or before the first line of the script.
                 self.assertIn(told.wait(timeout=30), (128 + number, -number, 0))
                 self.assertEqual(leftovers.find(), [])
 
-    def test_by_a_key_leaves_nothing(self):
-        leftovers = Leftovers()
-        code, shown = at_terminal([], leftovers.environment(), b"40-change", b"\x03")
-        self.assertEqual(code, 130, shown)
-        self.assertNotIn("steps went well", shown)
-        self.assertEqual(leftovers.find(), [])
+    def test_by_a_key_in_any_step_leaves_nothing(self):
+        for path in sorted((ROOT / "tools" / "gateway" / "steps").iterdir()):
+            with self.subTest(step=path.name):
+                leftovers = Leftovers()
+                headline = b"\n\r\x1b[K\x1b[1m" + path.name.encode()
+                code, shown = at_terminal([path.name], dict(leftovers.environment(), TERM="xterm"), headline, b"\x03")
+                self.assertEqual(code, 130, shown)
+                self.assertNotIn("steps went well", shown)
+                self.assertEqual(leftovers.find(), [])
 
     def test_while_it_builds_leaves_no_compiler(self):
         leftovers = Leftovers()
