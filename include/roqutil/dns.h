@@ -196,16 +196,16 @@ ROQ_API int32_t constructpacket(uint8_t* pucPacket, int32_t* plLen);
 ROQ_API int32_t analyse_dns_response(const uint8_t* pucPacket, int32_t lLen, RoqSrvRecord** ppstTable);
 
 /* What the last query used, and what all queries of this process have found. Zero at load. */
-extern ROQ_API char g_primary[64];        /* the server's text, line end included */
-extern ROQ_API char g_secondary[64];      /* the last further server; never asked */
-extern ROQ_API char g_wanipaddr[64];      /* local address, empty for any */
-extern ROQ_API char g_resolvename[256];   /* the service asked for */
-extern ROQ_API char g_outfile[128];       /* "/var/wan/srv_result" */
-extern ROQ_API char g_resolveaddr[5][20]; /* addresses of A records */
-extern ROQ_API uint32_t g_ttl[5];         /* their TTLs */
-extern ROQ_API int32_t g_resolvenums;     /* how many; never reset */
-extern ROQ_API uint32_t Ok_dns;           /* not used */
-extern ROQ_API RoqSrvRecord srv_record_table[8];
+extern ROQ_API char g_primary[64];               /* the server's text, line end included */
+extern ROQ_API char g_secondary[64];             /* the last further server; never asked */
+extern ROQ_API char g_wanipaddr[64];             /* local address, empty for any */
+extern ROQ_API char g_resolvename[256];          /* the service asked for */
+extern ROQ_API char g_outfile[128];              /* "/var/wan/srv_result" */
+extern ROQ_API char g_resolveaddr[5][20];        /* addresses of A records */
+extern ROQ_API uint32_t g_ttl[5];                /* their TTLs */
+extern ROQ_API int32_t g_resolvenums;            /* how many; never reset */
+extern ROQ_API uint32_t Ok_dns;                  /* not used */
+extern ROQ_API RoqSrvRecord srv_record_table[8]; /* what ROQ_UTIL_DnsSrvQuery returns */
 
 /* ---- WAN connections --------------------------------------------------------------------------------------------- */
 

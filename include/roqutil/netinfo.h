@@ -109,8 +109,8 @@ ROQ_API uint32_t ROQ_UTIL_GetIpByName(const char* pcName, struct sockaddr_in* ps
 
 /* Counters of an interface; each stops at 4,294,967,295. */
 typedef struct RoqIfcStat {
-  uint32_t rx_bytes, rx_packets, rx_errors, rx_drops;
-  uint32_t tx_bytes, tx_packets, tx_errors, tx_drops;
+  uint32_t rx_bytes, rx_packets, rx_errors, rx_drops; /* received */
+  uint32_t tx_bytes, tx_packets, tx_errors, tx_drops; /* sent */
 } RoqIfcStat;
 
 /*

@@ -140,7 +140,7 @@ ROQ_API void ROQ_UTIL_FreeArgs(char** ppcArgv);
  *
  *   g_apcBinSearchPath[4] = "/opt/bin";
  */
-#define ROQ_BIN_SEARCH_PATH_ROOM 16
+#define ROQ_BIN_SEARCH_PATH_ROOM 16 /* entries of g_apcBinSearchPath, the final null included */
 ROQ_API extern const char* g_apcBinSearchPath[];
 
 /*
