@@ -62,8 +62,10 @@ ROQ_API uint32_t ROQ_UTIL_GetDefaultRouteInterfaceName(char* pcName);
  * HAZARD: the last byte of the buffer is never written. Zero the buffer before the call, or a name of ulSize - 1 or
  * more characters has no terminator.
  *
+ * Example:
+ *
  *   char device[17] = "";
- *   if (ROQ_UTIL_GetIPv6DefaultRouteInterfaceName(device, sizeof device) == 1 && device[0] != '\0') ...
+ *   if (ROQ_UTIL_GetIPv6DefaultRouteInterfaceName(device, sizeof device) == 1 && device[0] != '\0') puts(device);
  *
  * A metric with a character that is no hexadecimal digit counts up to there and prints "Invalid string" and a line
  * end on standard output. Lines of 1,024 bytes, 10 columns of 64 bytes.

@@ -83,10 +83,13 @@ typedef struct RedirectPlan {
  * Returns 0 on success, also for an empty line, whose vector holds the terminator only; 1 when pcCmd or pppcArgv is
  * null, the line is too long, a quoted run is left open, or memory is exhausted. Nothing stays allocated on failure.
  *
+ * Example:
+ *
  *   char** argv;
  *   RedirectPlan plan;
  *   if (ROQ_UTIL_ParseArgs("ping -c 3 'my host' 2>>/var/log/ping", &argv, NULL, &plan) == 0) {
- *     ...                      argv: "ping" "-c" "3" "my host"; plan: standard error appended to /var/log/ping
+ *     puts(argv[3]);             // argv: "ping" "-c" "3" "my host"
+ *     puts(plan.pcStderrFile);   // "/var/log/ping", to be appended to
  *     ROQ_UTIL_FreeArgs(argv);
  *     free(plan.pcStdoutFile);
  *     free(plan.pcStderrFile);
@@ -137,6 +140,8 @@ ROQ_API void ROQ_UTIL_FreeArgs(char** ppcArgv);
  * The folders in which programs are searched, in this order, ended by a null: "/var", "/bin", "/sbin", "/usr/bin". The
  * table has room for 15 entries and the final null; add or replace entries before threads are started, and keep the
  * null. The texts must stay in place.
+ *
+ * Example: one folder more. The entries behind it are null already.
  *
  *   g_apcBinSearchPath[4] = "/opt/bin";
  */
@@ -191,8 +196,12 @@ ROQ_API int32_t ROQ_UTIL_ForkProcessEx(char** ppcArgv, int32_t iTimeLimit, uint3
  * is detached whatever the time limit is. Returns as that one does, -1 also for a line that cannot be parsed or is
  * empty.
  *
- *   uint32_t signal, code;
- *   if (ROQ_UTIL_ForkProcess("ping -c 1 192.168.1.2 >/var/ping 2>/dev/null", -1, &signal, &code) > 0 && code == 0) ...
+ * Example:
+ *
+ *   uint32_t killed_by, code;
+ *   if (ROQ_UTIL_ForkProcess("ping -c 1 192.168.1.2 >/var/ping 2>/dev/null", -1, &killed_by, &code) > 0 &&
+ *       killed_by == 0 && code == 0)
+ *     puts("it answers");
  */
 ROQ_API int32_t ROQ_UTIL_ForkProcess(const char* pcCmd, int32_t iTimeLimit, uint32_t* pulSignal, uint32_t* pulExitCode);
 
@@ -306,7 +315,9 @@ ROQ_API int32_t ROQ_UTIL_UnlockFile(int32_t iFd);
  * Returns the result of closing the file: 0, or -1 when the text could not be written; 0 also when the file cannot be
  * opened or an argument is null. Prints nothing.
  *
- *   ROQ_WriteFile("uptime", "%d\n", seconds);
+ * Example:
+ *
+ *   ROQ_WriteFile("uptime", "%d seconds\n", 86400);
  */
 ROQ_API int32_t ROQ_WriteFile(const char* pcName, const char* pcFormat, ...)
 #if defined(__GNUC__)

@@ -55,7 +55,7 @@ ROQ_API char* ROQ_UTIL_StrCat(char* pcDest, uint32_t ulSize, const char* pcSrc);
  * Example:
  *
  *   char name[16 + 1];
- *   ROQ_UTIL_ParseStrInfo("name = eth0 up", "=", name, 16);    name is "eth0"
+ *   ROQ_UTIL_ParseStrInfo("name = eth0 up", "=", name, 16);  // name is "eth0"
  */
 ROQ_API uint32_t ROQ_UTIL_ParseStrInfo(const char* pcText, const char* pcKey, char* pcOut, int32_t lLen);
 

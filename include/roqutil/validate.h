@@ -11,9 +11,12 @@
  *
  * Example: what a page for a static WAN address checks before it saves.
  *
- *   if (!ROQ_UTIL_ValidateHostIpAddress(address)) return "not a host address";
- *   if (!ROQ_UTIL_ValidateSubnetMask(mask)) return "not a mask";
- *   if (!ROQ_UTIL_ValidateHostIpWithSubnetMask(address, mask)) return "the subnet's own or broadcast address";
+ *   const char* objection(const char* address, const char* mask) {
+ *     if (!ROQ_UTIL_ValidateHostIpAddress(address)) return "not a host address";
+ *     if (!ROQ_UTIL_ValidateSubnetMask(mask)) return "not a mask";
+ *     if (!ROQ_UTIL_ValidateHostIpWithSubnetMask(address, mask)) return "the subnet's own or broadcast address";
+ *     return NULL;
+ *   }
  */
 #ifndef ROQUTIL_VALIDATE_H
 #define ROQUTIL_VALIDATE_H

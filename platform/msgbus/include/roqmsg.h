@@ -22,12 +22,14 @@
  *
  * Example: a service that knows the types of two interfaces.
  *
- *   RoqMsgEndpoint *endpoint = ROQ_MSG_Register("cms");
- *   RoqMsgReceived message;
- *   while (endpoint != NULL && ROQ_MSG_Receive(endpoint, &message, ROQ_MSG_NO_LIMIT) == 0)
- *     if (message.expects_reply)
- *       ROQ_MSG_Reply(endpoint, &message, strcmp(message.payload, "ppp0") == 0 ? 2 : 1, NULL, 0);
- *   ROQ_MSG_Unregister(endpoint);
+ *   void serve(void) {
+ *     RoqMsgEndpoint* endpoint = ROQ_MSG_Register("cms");
+ *     RoqMsgReceived message;
+ *     while (endpoint != NULL && ROQ_MSG_Receive(endpoint, &message, ROQ_MSG_NO_LIMIT) == 0)
+ *       if (message.expects_reply)
+ *         ROQ_MSG_Reply(endpoint, &message, strcmp(message.payload, "ppp0") == 0 ? 2 : 1, NULL, 0);
+ *     ROQ_MSG_Unregister(endpoint);
+ *   }
  */
 #ifndef ROQMSG_H
 #define ROQMSG_H
