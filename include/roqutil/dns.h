@@ -16,13 +16,13 @@
  *
  * Example: the addresses of a name, over the WAN connection that owns 192.0.2.7.
  *
- *   struct hostent *host = ROQ_UTIL_Gethostbyname("example.net", AF_INET, "192.0.2.7");
- *   for (char **at = host ? host->h_addr_list : NULL; at != NULL && *at != NULL; ++at)
- *     puts(inet_ntoa(*(struct in_addr *)*at));
+ *   struct hostent* host = ROQ_UTIL_Gethostbyname("example.net", AF_INET, "192.0.2.7");
+ *   for (char** at = host ? host->h_addr_list : NULL; at != NULL && *at != NULL; ++at)
+ *     puts(inet_ntoa(*(struct in_addr*)*at));
  *
  * Example: the SIP servers of a service, over the WAN connection ppp0.
  *
- *   const RoqSrvRecord *table = ROQ_UTIL_DnsSrvQuery("_sip._udp.example.net", "ppp0");
+ *   const RoqSrvRecord* table = ROQ_UTIL_DnsSrvQuery("_sip._udp.example.net", "ppp0");
  *   for (int i = 0; table != NULL && i < 8 && table[i].valid; ++i)
  *     printf("%u %s %s\n", ntohs(table[i].port), table[i].target, table[i].address);
  */

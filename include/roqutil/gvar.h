@@ -26,8 +26,9 @@
  * node or 0.
  *
  * Locking: one semaphore, 10 units. Readers take 1, writers all 10, with undo when their process dies, without a time
- * limit, again after an interrupting signal. A process that dies inside an allocation can leave the pool
- * inconsistent; the next process that meets the damage is stopped by an assertion.
+ * limit, again after an interrupting signal. When the set is gone the access goes on without the lock. A process that
+ * dies inside an allocation can leave the pool inconsistent; the next process that meets the damage is stopped by an
+ * assertion.
  *
  * HAZARDS
  *  - An id of 0 means "none" here, but Linux gives the id 0 to the first segment and the first semaphore set after
@@ -173,7 +174,8 @@ ROQ_API char* ROQ_UTIL_BgetStrdup(RoqPoolHandle* pstBH, const char* pcText);
  * Initialising twice is fine: the second call gives 0 with *pulCreated 0 and changes neither pool nor semaphore. An
  * attach fails when something other than this segment occupies the address in this process, also when that is the
  * module's former, deleted segment; a segment that the call created then stays, without its header. When the
- * semaphore cannot be had the segment is removed, even one that existed before.
+ * semaphore cannot be had, or is not the one that the header names, the segment is removed, even one that existed
+ * before.
  *
  * Creation is not locked: let one process initialise a module before others attach it.
  */
@@ -196,6 +198,9 @@ ROQ_API uint32_t ROQ_UTIL_GVarAttach(uint32_t ulModule);
  *         removed, which gives 0.
  *
  * Returns 0, 1 when no id above 0 could be had for the segment, or 0xFFFFFFFF when the removal was refused.
+ *
+ * HAZARD: once the module was created anew, processes that still have the old segment attached go on reading and
+ * writing that one, and no access fails. In them ROQ_UTIL_GVarAttach gives 1.
  */
 ROQ_API uint32_t ROQ_UTIL_GVarDelModule(uint32_t ulModule, uint32_t ulSize);
 

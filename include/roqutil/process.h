@@ -275,6 +275,8 @@ ROQ_API uint32_t* ROQ_UTIL_FindPidByName(const char* pcName);
 /*
  * The first process that ROQ_UTIL_FindPidByName finds. Blanks are taken out of the name first, and it is cut at 239
  * characters. Returns its process id; 0xFFFFFFFF when there is none (1 for "init"); 0 for null and on failure.
+ *
+ * HAZARD: for kill, 0xFFFFFFFF is every process and 0 the caller's process group. Look at the result first.
  */
 ROQ_API uint32_t ROQ_UTIL_GetPid(const char* pcName);
 

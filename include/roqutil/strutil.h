@@ -89,7 +89,7 @@ ROQ_API uint32_t ROQ_UTIL_Base64Encode(const void* pvIn, int32_t lLen, char** pp
 /*
  * Decodes ulLen characters. Nothing behind them is read: they need no terminator.
  *
- * Padding is optional, and any length from 4 on is taken: one or two "=" at the very end are ignored, all others
+ * Padding is optional, and any length from 4 on is taken: one or two "=" at the very end are ignored, all other
  * characters must be digits of the alphabet; a last group of two digits makes one byte, of three two, and a single
  * left-over digit none ("TWFuT" gives 3 bytes). Bits that a last group has too many are dropped unexamined.
  *
