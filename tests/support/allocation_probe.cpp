@@ -15,8 +15,9 @@ AllocationProbe::AllocationProbe(size_t number, Fails fails) : number_(number), 
 
 AllocationProbe::~AllocationProbe() { current = nullptr; }
 
-bool AllocationProbe::next_fails() {
+bool AllocationProbe::next_fails(size_t size) {
   ++asked_;
+  last_size_ = size;
   if (fails_ == Fails::never) return false;
   return fails_ == Fails::once ? asked_ == number_ : asked_ >= number_;
 }
@@ -27,9 +28,9 @@ using roq::test::current;
 
 namespace {
 
-template <typename Allocate> auto allocate(Allocate really_allocate) -> decltype(really_allocate()) {
+template <typename Allocate> auto allocate(size_t size, Allocate really_allocate) -> decltype(really_allocate()) {
   if (current == nullptr) return really_allocate();
-  if (current->next_fails()) {
+  if (current->next_fails(size)) {
     errno = ENOMEM;
     return nullptr;
   }
@@ -56,21 +57,21 @@ char* __wrap_strdup(const char* text);
 void __wrap_free(void* block);
 
 void* __wrap_malloc(size_t size) {
-  return allocate([&] { return __real_malloc(size); });
+  return allocate(size, [&] { return __real_malloc(size); });
 }
 
 void* __wrap_calloc(size_t count, size_t size) {
-  return allocate([&] { return __real_calloc(count, size); });
+  return allocate(count * size, [&] { return __real_calloc(count, size); });
 }
 
 void* __wrap_realloc(void* block, size_t size) {
-  void* moved = allocate([&] { return __real_realloc(block, size); });
+  void* moved = allocate(size, [&] { return __real_realloc(block, size); });
   if (current != nullptr && moved != nullptr && block != nullptr) current->count_released();
   return moved;
 }
 
 char* __wrap_strdup(const char* text) {
-  return allocate([&] { return __real_strdup(text); });
+  return allocate(strlen(text) + 1, [&] { return __real_strdup(text); });
 }
 
 void __wrap_free(void* block) {

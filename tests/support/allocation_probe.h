@@ -26,10 +26,12 @@ public:
 
   // Allocations asked for since the probe was made.
   size_t asked() const { return asked_; }
+  // The bytes that the last of them asked for.
+  size_t last_size() const { return last_size_; }
   // Blocks that were allocated since and are not released.
   size_t held() const { return held_; }
 
-  bool next_fails();
+  bool next_fails(size_t size);
   void count_allocated() { ++held_; }
   void count_released() { --held_; }
 
@@ -37,6 +39,7 @@ private:
   size_t number_;
   Fails fails_;
   size_t asked_ = 0;
+  size_t last_size_ = 0;
   size_t held_ = 0;
 };
 

@@ -175,6 +175,7 @@ constexpr TextCase kDateTimes[] = {
     {"2023-06-01t12:30:00", 0, "a lower-case t"},
     {"2023-06-01T12:30:00z", 1, "a lower-case z is trailing text"},
     {"2023-06-01T12:30:00Zjunk", 1, "what follows the Z is not looked at"},
+    {"2023-06-01T12:30:00Zjunk+", 0, "25 characters, although the last five are not looked at"},
     {"2023-06-01T12:30:00Z::::", 1, "what follows the Z is not looked at"},
     {"2023-06-01T12:30:00ZT", 1, "a second T behind the Z"},
     {"2023-06-01T12:30:00T", 1, "a second T is trailing text of the time"},

@@ -2,6 +2,7 @@
 
 #include "judge.h"
 #include "support/allocation_probe.h"
+#include <algorithm>
 #include <cstring>
 #include <limits>
 #include <roqutil/validate.h>
@@ -378,6 +379,21 @@ TEST(ValidateSubnetMask, ReleasesItsCopyOnEveryWay) {
   }
 }
 
+// Asks about texts on both sides of the cut at 19 characters.
+template <typename Judge> void expect_copies_of_up_to_20_bytes(Judge judge) {
+  for (size_t length : {0U, 1U, 7U, 18U, 19U, 20U, 21U, 1000U}) {
+    std::string text = std::string("255.255.255.0.").substr(0, length);
+    text.resize(length, '0');
+    AllocationProbe probe;
+    judge(text.c_str());
+    EXPECT_EQ(probe.last_size(), std::min<size_t>(length + 1, 20)) << length;
+  }
+}
+
+TEST(ValidateSubnetMask, CopiesUpTo20BytesOfTheTextAndItsEnd) {
+  expect_copies_of_up_to_20_bytes(ROQ_UTIL_ValidateSubnetMask);
+}
+
 TEST(ValidateSubnetMask, AllocatesNothingForTheLiteralZero) {
   AllocationProbe probe;
   ROQ_UTIL_ValidateSubnetMask("0.0.0.0");
@@ -638,6 +654,21 @@ TEST(IpAddrSplit, RefusesAndStoresNothingWhenTheHeapIsExhausted) {
   EXPECT_EQ(verdict, 0U);
   EXPECT_EQ(left_in_errno, 4711);
   EXPECT_EQ(octets[0], kCanary);
+}
+
+TEST(IpAddrSplit, CopiesUpTo20BytesOfTheTextAndItsEnd) {
+  uint32_t octets[4];
+  expect_copies_of_up_to_20_bytes([&](const char* text) { ROQ_UTIL_IpAddrSplit(text, octets); });
+}
+
+TEST(IpAddrSplit, ReadsATextThatLiesInItsOutput) {
+  uint32_t octets[4];
+  strcpy(reinterpret_cast<char*>(octets), "192.168.10.254");
+  EXPECT_EQ(ROQ_UTIL_IpAddrSplit(reinterpret_cast<char*>(octets), octets), 1U);
+  EXPECT_EQ(octets[0], 192U);
+  EXPECT_EQ(octets[1], 168U);
+  EXPECT_EQ(octets[2], 10U);
+  EXPECT_EQ(octets[3], 254U);
 }
 
 TEST(IpAddrSplit, ReleasesItsCopyOnEveryWay) {

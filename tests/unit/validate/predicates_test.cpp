@@ -2,6 +2,7 @@
 #include "judge.h"
 #include "support/allocation_probe.h"
 #include "validate/ipv4.h"
+#include <cstdio>
 #include <cstring>
 #include <roqutil/validate.h>
 
@@ -75,6 +76,27 @@ TEST(Validators, OfTextsReadNothingBehindTheirBytesWhateverThoseAre) {
       }
     }
   }
+}
+
+TEST(Validators, PrintNothing) {
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  for (const char* text : {static_cast<const char*>(nullptr), "", "nothing of all that", "192.168.1.1", "255.255.255.0",
+                           "2023-06-01T12:30:00Z", "2023-06-01", "12:30:00", "12:30", "0:1:2:3:4:5", "::1"}) {
+    for (const NamedPredicate& each : kPredicates)
+      each.predicate(text);
+    uint32_t octets[4];
+    uint16_t minutes;
+    ROQ_UTIL_ValidateDnsOrHostAddress(text);
+    ROQ_UTIL_ValidateHostIpWithSubnetMask(text, text);
+    ROQ_UTIL_IpAddrSplit(text, octets);
+    ROQ_UTIL_TimeToShort(text, &minutes);
+    ROQ_UTIL_ValidateRange(text, 1, 10);
+    ROQ_UTIL_ValidateLength(text, 10);
+  }
+  fflush(stdout);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 TEST(Validators, AllocateNothingButTheMasksCopies) {
