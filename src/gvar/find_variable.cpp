@@ -54,6 +54,9 @@ VariableNode* find_known(const SegmentHeader* segment, uint32_t id) {
 } // namespace
 
 VariableNode* find_variable(const SegmentHeader* segment, uint32_t id) {
+  // The first of the list comes before whatever is remembered.
+  VariableNode* newest = node_at(segment->variables);
+  if (newest == nullptr || newest->id == id) return newest;
   KnownList& list = known[id >> 16];
   if (!is_known(list, segment)) {
     get_to_know(list, segment);

@@ -358,6 +358,22 @@ TEST_F(GVarGetValueEx, OfAMissingVariableReturnsZeroAndCopiesNothing) {
   }));
 }
 
+TEST_F(GVarGetValueEx, FindsTheNewestOfTwoNodesWithTheSameIdThoughItFoundTheOlderBefore) {
+  expect_in_child(attached([] {
+    set_text(id_of(1), "older");
+    set_text(id_of(2), "newer");
+    EXPECT_EQ(get_text(id_of(1)), "older");
+    uint32_t address = *static_cast<uint32_t*>(address_to_pointer(fixed_address(kModule) + 20));
+    auto* newest = static_cast<Node*>(address_to_pointer(address));
+    newest->id = id_of(1);
+    EXPECT_EQ(get_text(id_of(1)), "newer");
+    set_text(id_of(1), "changed");
+    newest->id = id_of(2);
+    EXPECT_EQ(get_text(id_of(1)), "older");
+    EXPECT_EQ(get_text(id_of(2)), "changed");
+  }));
+}
+
 TEST_F(GVarGetValueEx, IntoANullBufferReturnsOneWithNothingCopied) {
   set_semaphore(set_, 0);
   expect_in_child(attached([] {
