@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <optional>
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
@@ -42,36 +41,26 @@ constinit Relaxed<int> attached_id_plus_one[kModuleLimit];
 
 key_t key_of(uint32_t module) { return ftok("/var/", static_cast<int>(kFirstProjectId + module)); }
 
-// The id of the segment at an index of the kernel's table when it has the key.
-std::optional<int> segment_at(int index, key_t key) {
+// The id of the segment at an index of the kernel's table, kNoSegment when it has another key.
+int segment_at(int index, key_t key) {
   shmid_ds descriptor;
   descriptor.shm_perm.__key = IPC_PRIVATE; // what a slot that cannot be read leaves there
   int id = shmctl(index, SHM_STAT, &descriptor);
-  if (descriptor.shm_perm.__key != key) return std::nullopt;
-  return id;
+  return descriptor.shm_perm.__key == key ? id : kNoSegment;
 }
 
-std::optional<int> find_in_listing(uint32_t module) {
+int find_in_listing(uint32_t module) {
   key_t key = key_of(module);
   shm_info info;
   int highest = shmctl(0, SHM_INFO, reinterpret_cast<shmid_ds*>(&info));
   for (int index = 0; index <= highest; ++index) {
-    std::optional<int> id = segment_at(index, key);
-    if (!id) continue;
+    int id = segment_at(index, key);
+    if (id == kNoSegment) continue;
     last_seen[module].key.store(key);
     last_seen[module].index.store(index);
     return id;
   }
-  return std::nullopt;
-}
-
-std::optional<int> find_segment(uint32_t module) {
-  if (module >= kExistenceTestLimit) return std::nullopt;
-  key_t key = last_seen[module].key.load();
-  if (key != 0) {
-    if (std::optional<int> id = segment_at(last_seen[module].index.load(), key)) return id;
-  }
-  return find_in_listing(module);
+  return kNoSegment;
 }
 
 struct ObtainedSegment {
@@ -154,12 +143,20 @@ int change_semaphore(int semaphore_id, int change) {
   do
     result = semop(semaphore_id, &operation, 1);
   while (result < 0 && errno == EINTR);
-  return result < 0 ? -1 : 0;
+  return result;
 }
 
 } // namespace
 
-bool module_exists(uint32_t module) { return find_segment(module).has_value(); }
+int find_segment(uint32_t module) {
+  if (module >= kExistenceTestLimit) return kNoSegment;
+  key_t key = last_seen[module].key.load();
+  if (key != 0) {
+    int id = segment_at(last_seen[module].index.load(), key);
+    if (id != kNoSegment) return id;
+  }
+  return find_in_listing(module);
+}
 
 uint32_t initialise_module(uint32_t module, uint32_t size, uint32_t header_size, bool use_lock, uint32_t* created) {
   bool size_is_allowed = size >= kMinimumSegmentSize && size <= kMaximumSegmentSize;
@@ -184,8 +181,8 @@ uint32_t initialise_module(uint32_t module, uint32_t size, uint32_t header_size,
 
 uint32_t attach_module(uint32_t module) {
   if (module >= kModuleLimit) return 1;
-  std::optional<int> id = find_segment(module);
-  return id && attach(module, *id) ? 0 : 1;
+  int id = find_segment(module);
+  return id != kNoSegment && attach(module, id) ? 0 : 1;
 }
 
 uint32_t delete_module(uint32_t module, uint32_t size) {

@@ -2,6 +2,7 @@
 #ifndef ROQ_GVAR_SEGMENT_H
 #define ROQ_GVAR_SEGMENT_H
 
+#include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <roqutil/gvar.h>
@@ -68,7 +69,12 @@ inline SegmentHeader* segment_of(uint32_t module) {
       static_cast<SegmentAddress>(kFirstSegmentAddress + module * kSegmentSpacing));
 }
 
-bool module_exists(uint32_t module);
+// What no system call returns.
+inline constexpr int kNoSegment = INT_MIN;
+
+// The id of the module's segment as its listing gives it, kNoSegment when there is none.
+int find_segment(uint32_t module);
+inline bool module_exists(uint32_t module) { return find_segment(module) != kNoSegment; }
 
 uint32_t initialise_module(uint32_t module, uint32_t size, uint32_t header_size, bool use_lock, uint32_t* created);
 uint32_t attach_module(uint32_t module);
