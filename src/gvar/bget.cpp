@@ -13,15 +13,13 @@
 namespace roq::gvar {
 namespace {
 
-// An assertion of the allocator: where it stands in the report, and its text.
-struct Assertion {
-  const char* function;
-  uint16_t line;
-  const char* text;
-};
+// What an assertion reports is put together only when it fails: passing checks cost one comparison.
+[[noreturn, gnu::cold, gnu::noinline]] void stop(const char* function, unsigned line, const char* text) {
+  __assert_fail(text, "bget.c", line, function);
+}
 
-inline void require(bool holds, const Assertion& assertion) {
-  if (!holds) __assert_fail(assertion.text, "bget.c", assertion.line, assertion.function);
+inline void require(bool holds, const char* function, unsigned line, const char* text) {
+  if (!holds) stop(function, line, text);
 }
 
 constexpr const char* kLastLinksBack = "pstBH->freelist.ql.blink->ql.flink == &pstBH->freelist";
@@ -79,12 +77,11 @@ bool in_reach(const RoqPoolHandle* handle, const void* region, int64_t length) {
   return first >= std::numeric_limits<int32_t>::min() && last <= std::numeric_limits<int32_t>::max();
 }
 
-void append_to_list(RoqPoolHandle* handle, FreeBlock* block, const char* function, uint16_t line) {
+void append_to_list(RoqPoolHandle* handle, FreeBlock* block, const char* function, unsigned line) {
   FreeBlock* list = list_node(handle);
   Link list_link = link_to(list);
-  require(follow(handle, list->blink)->flink == list_link, {function, line, kLastLinksBack});
-  require(follow(handle, list->flink)->blink == list_link,
-          {function, static_cast<uint16_t>(line + 1), kFirstLinksBack});
+  require(follow(handle, list->blink)->flink == list_link, function, line, kLastLinksBack);
+  require(follow(handle, list->flink)->blink == list_link, function, line + 1, kFirstLinksBack);
   block->flink = list_link;
   block->blink = list->blink;
   follow(handle, list->blink)->flink = link_to(block);
@@ -98,6 +95,15 @@ void unlink_from_list(RoqPoolHandle* handle, FreeBlock* block) {
 
 // Free space is wiped from the end of a block's free header to the end of the block.
 void wipe(uintptr_t from, uintptr_t to) {
+#ifndef __OPTIMIZE_SIZE__
+  // Most values are small: two fills of a fixed size that overlap take less time than a call.
+  constexpr size_t kPiece = 32;
+  if (from + kPiece <= to && to <= from + 2 * kPiece) {
+    memset(reinterpret_cast<void*>(from), kFreeWipe, kPiece);
+    memset(reinterpret_cast<void*>(to - kPiece), kFreeWipe, kPiece);
+    return;
+  }
+#endif
   if (from < to) memset(reinterpret_cast<void*>(from), kFreeWipe, to - from);
 }
 
@@ -141,7 +147,7 @@ FreeBlock* find_best_fit(RoqPoolHandle* handle, int32_t need) {
 // Cuts the allocated piece from the high end; what remains of the free block keeps its place on the list.
 FreeBlock* split(RoqPoolHandle* handle, FreeBlock* free_block, int32_t need) {
   FreeBlock* next = block_behind(free_block, free_block->bh.bsize);
-  require(next->bh.prevfree == free_block->bh.bsize, {"bget", 606, "bn->prevfree == b->bh.bsize"});
+  require(next->bh.prevfree == free_block->bh.bsize, "bget", 606, "bn->prevfree == b->bh.bsize");
   free_block->bh.bsize -= need;
   FreeBlock* piece = block_behind(free_block, free_block->bh.bsize);
   piece->bh.prevfree = free_block->bh.bsize;
@@ -154,9 +160,9 @@ FreeBlock* split(RoqPoolHandle* handle, FreeBlock* free_block, int32_t need) {
 FreeBlock* take_whole(RoqPoolHandle* handle, FreeBlock* block) {
   FreeBlock* next = block_behind(block, block->bh.bsize);
   Link link = link_to(block);
-  require(next->bh.prevfree == block->bh.bsize, {"bget", 626, "ba->prevfree == b->bh.bsize"});
-  require(follow(handle, block->blink)->flink == link, {"bget", 631, "b->ql.blink->ql.flink == b"});
-  require(follow(handle, block->flink)->blink == link, {"bget", 632, "b->ql.flink->ql.blink == b"});
+  require(next->bh.prevfree == block->bh.bsize, "bget", 626, "ba->prevfree == b->bh.bsize");
+  require(follow(handle, block->blink)->flink == link, "bget", 631, "b->ql.blink->ql.flink == b");
+  require(follow(handle, block->flink)->blink == link, "bget", 632, "b->ql.flink->ql.blink == b");
   unlink_from_list(handle, block);
   handle->totalloc = wrapping_add(handle->totalloc, block->bh.bsize);
   block->bh.bsize = -block->bh.bsize;
@@ -167,8 +173,8 @@ FreeBlock* take_whole(RoqPoolHandle* handle, FreeBlock* block) {
 FreeBlock* merge_with_previous(FreeBlock* block) {
   int32_t previous_size = block->bh.prevfree;
   FreeBlock* previous = block_before(block, previous_size);
-  require(previous->bh.bsize == previous_size,
-          {"brel", 856, "((struct bhead *) ((char *) b - b->bh.prevfree))->bsize == b->bh.prevfree"});
+  require(previous->bh.bsize == previous_size, "brel", 856,
+          "((struct bhead *) ((char *) b - b->bh.prevfree))->bsize == b->bh.prevfree");
   previous->bh.bsize = wrapping_add(previous->bh.bsize, wrapping_negate(block->bh.bsize));
   return previous;
 }
@@ -176,10 +182,10 @@ FreeBlock* merge_with_previous(FreeBlock* block) {
 void merge_with_next(RoqPoolHandle* handle, FreeBlock* block, FreeBlock* next) {
   int32_t next_size = next->bh.bsize;
   Link link = link_to(next);
-  require(block_behind(next, next_size)->bh.prevfree == next_size,
-          {"brel", 884, "((struct bhead *) ((char *) bn + bn->bh.bsize))->prevfree == bn->bh.bsize"});
-  require(follow(handle, next->blink)->flink == link, {"brel", 885, "bn->ql.blink->ql.flink == bn"});
-  require(follow(handle, next->flink)->blink == link, {"brel", 886, "bn->ql.flink->ql.blink == bn"});
+  require(block_behind(next, next_size)->bh.prevfree == next_size, "brel", 884,
+          "((struct bhead *) ((char *) bn + bn->bh.bsize))->prevfree == bn->bh.bsize");
+  require(follow(handle, next->blink)->flink == link, "brel", 885, "bn->ql.blink->ql.flink == bn");
+  require(follow(handle, next->flink)->blink == link, "brel", 886, "bn->ql.flink->ql.blink == bn");
   unlink_from_list(handle, next);
   block->bh.bsize = wrapping_add(block->bh.bsize, next_size);
 }
@@ -187,16 +193,15 @@ void merge_with_next(RoqPoolHandle* handle, FreeBlock* block, FreeBlock* next) {
 } // namespace
 
 void pool_set_up(RoqPoolHandle* handle, void* region, int32_t length) {
-  require(handle != nullptr, {"bpool", 966, "pstBH"});
+  require(handle != nullptr, "bpool", 966, "pstBH");
   FreeBlock* list = list_node(handle);
   *handle = RoqPoolHandle{};
   list->flink = list->blink = link_to(list);
 
   int32_t rounded = length & -kSizeQuantum;
-  require(rounded >= kFreeHeaderSize + kHeaderSize && in_reach(handle, region, rounded),
-          {"bpool", 1000,
-           "len - sizeof(struct bhead) <= -((bufsize) ((bufsize) (-(((1L << (sizeof(bufsize) * 8 - 2)) - 1) * 2) - 2)) "
-           "+ 1)"});
+  require(rounded >= kFreeHeaderSize + kHeaderSize && in_reach(handle, region, rounded), "bpool", 1000,
+          "len - sizeof(struct bhead) <= -((bufsize) ((bufsize) (-(((1L << (sizeof(bufsize) * 8 - 2)) - 1) * 2) - 2)) "
+          "+ 1)");
   auto* block = static_cast<FreeBlock*>(region);
   block->bh = {.prevfree = 0, .bsize = rounded - kHeaderSize};
   append_to_list(handle, block, "bpool", 1010);
@@ -206,8 +211,8 @@ void pool_set_up(RoqPoolHandle* handle, void* region, int32_t length) {
 }
 
 void* pool_allocate(RoqPoolHandle* handle, int32_t size) {
-  require(handle != nullptr, {"bget", 546, "pstBH"});
-  require(size > 0, {"bget", 547, "size > 0"});
+  require(handle != nullptr, "bget", 546, "pstBH");
+  require(size > 0, "bget", 547, "size > 0");
   int32_t need = needed_block_size(size);
   FreeBlock* best = find_best_fit(handle, need);
   if (best == nullptr) {
@@ -221,16 +226,16 @@ void* pool_allocate(RoqPoolHandle* handle, int32_t size) {
 }
 
 void pool_release(RoqPoolHandle* handle, void* buffer) {
-  require(handle != nullptr, {"brel", 796, "pstBH"});
+  require(handle != nullptr, "brel", 796, "pstBH");
   handle->relcount = wrapping_add(handle->relcount, 1);
-  require(buffer != nullptr, {"brel", 802, "buf != ((void *)0)"});
+  require(buffer != nullptr, "brel", 802, "buf != ((void *)0)");
 
   FreeBlock* block = block_of(buffer);
-  require(block->bh.bsize < 0, {"brel", 831, "b->bh.bsize < 0"});
+  require(block->bh.bsize < 0, "brel", 831, "b->bh.bsize < 0");
   FreeBlock* next = block_after_allocated(block);
-  require(next->bh.prevfree == 0, {"brel", 836, "((struct bhead *) ((char *) b - b->bh.bsize))->prevfree == 0"});
+  require(next->bh.prevfree == 0, "brel", 836, "((struct bhead *) ((char *) b - b->bh.bsize))->prevfree == 0");
   handle->totalloc = wrapping_add(handle->totalloc, block->bh.bsize);
-  require(handle->totalloc >= 0, {"brel", 840, "pstBH->totalloc >= 0"});
+  require(handle->totalloc >= 0, "brel", 840, "pstBH->totalloc >= 0");
 
   // The bodies of the free neighbours are wiped already; what is left is the block itself and the headers that merging
   // turns into free space.
@@ -249,7 +254,7 @@ void pool_release(RoqPoolHandle* handle, void* buffer) {
     next = block_behind(block, block->bh.bsize);
   }
   wipe(wipe_from, wipe_to);
-  require(next->bh.bsize < 0, {"brel", 904, "bn->bh.bsize < 0"});
+  require(next->bh.bsize < 0, "brel", 904, "bn->bh.bsize < 0");
   next->bh.prevfree = block->bh.bsize;
 }
 
@@ -273,20 +278,20 @@ extern "C" void* bgetz(RoqPoolHandle* pstBH, int32_t lSize) {
                        : static_cast<const int32_t*>(buffer)[-3] - static_cast<int32_t>(sizeof(int32_t) * 3);
   // Compared with the handle's address, not with the request: meant, and fatal for every handle below 2 GiB.
   auto size = static_cast<int32_t>(static_cast<uint32_t>(address_of(pstBH)));
-  require(usable >= size, {"bgetz", 740, "rsize >= size"});
+  require(usable >= size, "bgetz", 740, "rsize >= size");
   memset(buffer, 0, static_cast<size_t>(usable));
   return buffer;
 }
 
 extern "C" void* bgetr(RoqPoolHandle* pstBH, void* pvBuf, int32_t lSize) {
-  require(pstBH != nullptr, {"bgetr", 761, "pstBH"});
+  require(pstBH != nullptr, "bgetr", 761, "pstBH");
   // The size stands where the handle belongs: meant. What follows it is no size that anybody chose; it is positive,
   // so that the pool at that address is what decides.
   auto* named_by_size = reinterpret_cast<RoqPoolHandle*>(static_cast<uintptr_t>(static_cast<uint32_t>(lSize)));
   void* buffer = pool_allocate(named_by_size, lSize > 0 ? lSize : kMinimumRequest);
   if (buffer == nullptr || pvBuf == nullptr) return buffer;
   int32_t old_size = usable_size(block_of(pvBuf));
-  require(old_size > 0, {"bgetr", 781, "osize > 0"});
+  require(old_size > 0, "bgetr", 781, "osize > 0");
   memcpy(buffer, pvBuf, static_cast<size_t>(lSize < old_size ? lSize : old_size));
   pool_release(pstBH, pvBuf);
   return buffer;
@@ -296,7 +301,7 @@ extern "C" void brel(RoqPoolHandle* pstBH, void* pvBuf) { pool_release(pstBH, pv
 
 extern "C" void bstats(RoqPoolHandle* pstBH, int32_t* plCurAlloc, int32_t* plTotFree, int32_t* plMaxFree,
                        int32_t* plGets, int32_t* plRels) {
-  require(pstBH != nullptr, {"bstats", 1048, "pstBH"});
+  require(pstBH != nullptr, "bstats", 1048, "pstBH");
   *plGets = pstBH->getcount;
   *plRels = pstBH->relcount;
   *plCurAlloc = pstBH->totalloc;
@@ -304,7 +309,7 @@ extern "C" void bstats(RoqPoolHandle* pstBH, int32_t* plCurAlloc, int32_t* plTot
   *plMaxFree = -1;
   FreeBlock* list = list_node(pstBH);
   for (FreeBlock* block = follow(pstBH, list->flink); block != list; block = follow(pstBH, block->flink)) {
-    require(block->bh.bsize > 0, {"bstats", 1057, "b->bh.bsize > 0"});
+    require(block->bh.bsize > 0, "bstats", 1057, "b->bh.bsize > 0");
     *plTotFree = wrapping_add(*plTotFree, block->bh.bsize);
     if (block->bh.bsize > *plMaxFree) *plMaxFree = block->bh.bsize;
   }

@@ -607,6 +607,22 @@ TEST(Brel, OfAllBuffersInAnyOrderRestoresTheFreshPool) {
   } while (std::next_permutation(order.begin(), order.end()));
 }
 
+TEST(Brel, WipesBlocksOfEverySizeAndNothingElse) {
+  for (int32_t size = 1; size <= 300; ++size) {
+    TestPool pool;
+    int32_t upper = pool.get(8), released = pool.get(size), lower = pool.get(8);
+    memset(pool.buffer_of(upper), 0x11, 8);
+    memset(pool.buffer_of(lower), 0x22, 8);
+    memset(pool.buffer_of(released), 0x33, static_cast<size_t>(upper - released - 8));
+    pool.release(released);
+    EXPECT_TRUE(all_bytes_are(pool.region() + released + 16, pool.region() + upper, 0x55)) << size;
+    EXPECT_TRUE(all_bytes_are(pool.region() + upper + 8, pool.region() + upper + 16, 0x11)) << size;
+    EXPECT_TRUE(all_bytes_are(pool.region() + lower + 8, pool.region() + lower + 16, 0x22)) << size;
+    EXPECT_EQ(pool.bsize(upper), -16);
+    EXPECT_EQ(pool.bsize(released), upper - released);
+  }
+}
+
 TEST(Brel, StopsOnANullHandle) {
   TestPool pool;
   EXPECT_TRUE(stopped_by(run_in_child([&] { brel(nullptr, pool.region()); }), 796, "brel", kNoHandle));
