@@ -170,3 +170,11 @@ TEST(BusNotice, CarriesAnEmptyTextAsTwelveZeros) {
   ASSERT_EQ(bus.sent.size(), 1U);
   EXPECT_EQ(bus.sent[0].payload(), std::string(12, '\0'));
 }
+
+TEST(BusNotice, ThatTheBusDoesNotTakeIsNotMentioned) {
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  send_notice(MessageType::stop_process, "voip"); // without a recording bus, sending fails
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
