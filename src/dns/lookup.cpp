@@ -228,7 +228,7 @@ int32_t lookup(const char* name, int32_t type, uint8_t** outpacket, dns_answer* 
   const std::span<uint8_t, kPacketSize> bytes(packet.get(), kPacketSize);
   // Once, not for each attempt: the caller's name may lie where an attempt that fails late has put address data.
   copy_cut(name_copy.get(), kNameCopyRoom, name);
-  // The same for all attempts, so that a late reply to the first one answers the second.
+  // The same for all attempts, and that is meant.
   const auto id = static_cast<uint16_t>(time(nullptr) + 1);
 
   for (int attempt = 0; attempt < 2 * kAttemptsPerRelay; ++attempt) {
@@ -249,5 +249,6 @@ int32_t lookup(const char* name, int32_t type, uint8_t** outpacket, dns_answer* 
 
 extern "C" int32_t dns_lookup(const char* name, int32_t type, uint8_t** outpacket, dns_answer* answer,
                               const char* source) {
+  if (name == nullptr || answer == nullptr) return -1;
   return roq::dns::lookup(name, type, outpacket, answer, source);
 }

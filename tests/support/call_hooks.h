@@ -7,6 +7,9 @@
 #define ROQ_TESTS_SUPPORT_CALL_HOOKS_H
 
 #include <csignal>
+#include <ctime>
+#include <poll.h>
+#include <sys/socket.h>
 #include <sys/types.h>
 #include <utility>
 
@@ -20,6 +23,14 @@ struct CallHooks {
   int (*flock)(int, int);
   int (*kill)(pid_t, int);
   int (*usleep)(useconds_t);
+  int (*nanosleep)(const timespec*, timespec*);
+  int (*socket)(int, int, int);
+  int (*bind)(int, const sockaddr*, socklen_t);
+  int (*connect)(int, const sockaddr*, socklen_t);
+  int (*poll)(pollfd*, nfds_t, int);
+  ssize_t (*send)(int, const void*, size_t, int);
+  ssize_t (*sendto)(int, const void*, size_t, int, const sockaddr*, socklen_t);
+  ssize_t (*recv)(int, void*, size_t, int);
 };
 
 extern CallHooks call_hooks;
