@@ -161,6 +161,7 @@ int32_t do_dns_query(int32_t socket, const struct sockaddr* server, uint32_t len
 }
 
 void write_dns(const char* server) {
+  if (server == nullptr) return;
   UniqueStream file(fopen(kServerFile, "we"));
-  if (file && server != nullptr) fputs(server, file.get());
+  if (file) fputs(server, file.get());
 }

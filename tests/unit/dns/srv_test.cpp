@@ -4,6 +4,7 @@
 #include <arpa/inet.h>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace {
 
@@ -144,6 +145,12 @@ TEST(Tracename, DropsTrailingSpacesOnly) {
   tracename(line);
   EXPECT_STREQ(line, "a \n");
   tracename(nullptr);
+}
+
+TEST(WriteDns, OfNoTextLeavesTheFileAlone) {
+  const bool there = access("/var/voice_dns", F_OK) == 0;
+  write_dns(nullptr);
+  EXPECT_EQ(access("/var/voice_dns", F_OK) == 0, there);
 }
 
 // ---- analyse_dns_response
