@@ -4,6 +4,7 @@
 #include "support/numbers.h"
 #include "support/owners.h"
 #include "support/text.h"
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <roqutil/dns.h>
@@ -11,7 +12,7 @@
 namespace roq::dns {
 namespace {
 
-using WanPath = char[256];
+using WanPath = char[PATH_MAX];
 
 // False when the path is too long for any file.
 [[nodiscard]] bool make_wan_path(WanPath& path, const char* interface, const char* file) {

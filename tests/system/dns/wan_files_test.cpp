@@ -58,6 +58,15 @@ TEST_F(GetIfcIpaddr2, RefusesABlankFirstLineAndAMissingFile) {
   EXPECT_EQ(get_ifc_ipaddr2(std::string(5000, 'x').c_str()), -1);
 }
 
+TEST_F(GetIfcIpaddr2, ReadsTheFileOfAnInterfaceWithALongName) {
+  const std::string interface(255, 'i'), folder = "/var/wan/" + interface;
+  write_file(folder + "/ipaddr", "192.0.2.7\n");
+  EXPECT_EQ(get_ifc_ipaddr2(interface.c_str()), 0);
+  EXPECT_STREQ(g_wanipaddr, "192.0.2.7");
+  unlink((folder + "/ipaddr").c_str());
+  rmdir(folder.c_str());
+}
+
 TEST_F(GetIfcIpaddr2, OfNoInterfaceIsEmpty) {
   EXPECT_EQ(get_ifc_ipaddr2(nullptr), 0);
   for (char byte : g_wanipaddr)
