@@ -49,7 +49,8 @@ void unload_module(const char* name, const char* directory) {
 bool load_modules_of(const char* directory) {
   UniqueDir files(opendir(directory));
   if (!files) return false;
-  while (dirent* file = readdir(files.get())) {
+  // A 32-bit listing ends where a disk's file system numbers an entry with more bits.
+  while (dirent64* file = readdir64(files.get())) {
     char* suffix = strstr(file->d_name, kSuffix);
     if (suffix == nullptr) continue;
     *suffix = '\0';

@@ -72,7 +72,7 @@ void report_exhausted_memory() { puts("cms: Out of memeory!"); }
 // False when memory is exhausted.
 bool collect(DIR* processes, const char* name, IdList& found) {
   char command_line[kCommandLineRoom];
-  while (const dirent* entry = readdir(processes)) {
+  while (const dirent64* entry = readdir64(processes)) {
     if (!names_process(entry->d_name)) continue;
     if (!read_command_line(dirfd(processes), entry->d_name, command_line)) continue;
     if (strstr(command_line, name) != nullptr && !found.append(id_of(entry->d_name))) return false;

@@ -111,7 +111,8 @@ struct ModuleFile {
 bool read_directory(const char* path, Array<ModuleFile>& files) {
   DIR* directory = opendir(path);
   if (directory == nullptr) return false;
-  while (const dirent* entry = readdir(directory)) {
+  // A 32-bit listing ends where a disk's file system numbers an entry with more bits.
+  while (const dirent64* entry = readdir64(directory)) {
     const char* suffix = strstr(entry->d_name, kSuffix);
     if (suffix == nullptr) continue;
     ModuleFile file{};

@@ -228,6 +228,19 @@ TEST_F(ModuleCommands, LoadADirectoryInTheOrderOfItsListing) {
   });
 }
 
+// Where entries may have larger numbers than a 32-bit program expects.
+TEST_F(ModuleCommands, LoadADirectoryOfADisk) {
+  char directory[] = "/tmp/roqutil-XXXXXX";
+  ASSERT_NE(mkdtemp(directory), nullptr);
+  write_file(directory + std::string("/alpha.ko"), "");
+  in_child([&] {
+    load_list("");
+    EXPECT_EQ(ROQ_UTIL_InsertModulesDir(directory), 1U);
+    EXPECT_EQ(take_commands(), std::string("insmod [") + directory + "/alpha.ko]\n");
+  });
+  run(std::string("rm -r ") + directory);
+}
+
 TEST_F(ModuleCommands, CutADirectoryEntryAtTheFirstSuffix) {
   in_child([] {
     load_list("");

@@ -164,6 +164,18 @@ protected:
     });
   }
 
+  // The same with a folder of a disk, whose entries may have larger numbers than a 32-bit program expects.
+  template <typename Piece> static void with_table_on_disk(Piece&& piece) {
+    char folder[] = "/tmp/roqutil-XXXXXX";
+    ASSERT_NE(mkdtemp(folder), nullptr);
+    expect_in_child([&] {
+      ASSERT_EQ(unshare(CLONE_NEWNS), 0);
+      ASSERT_EQ(mount(folder, "/proc", nullptr, MS_BIND, nullptr), 0);
+      piece();
+    });
+    std::filesystem::remove_all(folder);
+  }
+
   static void make_process(const std::string& entry, const std::string& command_line) {
     std::filesystem::create_directory("/proc/" + entry);
     write_file("/proc/" + entry + "/cmdline", command_line);
@@ -196,6 +208,14 @@ TEST_F(MadeTable, HasItsNamesConvertedWithTheirPrefixes) {
     EXPECT_EQ(list[7], 0U);
     free(list);
     EXPECT_EQ(found, (std::multiset<uint32_t>{0x1f, 8, 0, 0, 0, 2147483647, 2147483647}));
+  });
+}
+
+TEST_F(MadeTable, MayLieOnADisk) {
+  with_table_on_disk([] {
+    for (const char* entry : {"7", "12", "345", "self"})
+      make_process(entry, kMark);
+    EXPECT_EQ(find_all("mark"), (IdSet{7, 12, 345}));
   });
 }
 
