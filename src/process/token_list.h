@@ -10,7 +10,7 @@ namespace roq::process {
 // Owns the array, not the texts.
 class TokenList {
 public:
-  TokenList() : array_(allocate(nullptr, kFirstCapacity)) {}
+  TokenList() : array_(static_cast<char**>(malloc(kFirstCapacity * sizeof(char*)))) {}
 
   bool is_allocated() const { return static_cast<bool>(array_); }
   size_t size() const { return size_; }
@@ -40,13 +40,9 @@ private:
   static constexpr size_t kFirstCapacity = 10;
   static constexpr size_t kRoomKeptFree = 4; // the terminator is in it
 
-  static char** allocate(char** old, size_t capacity) {
-    return static_cast<char**>(realloc(old, capacity * sizeof(char*)));
-  }
-
   bool grow() {
     size_t capacity = capacity_ + capacity_ / 2;
-    char** grown = allocate(array_.get(), capacity);
+    auto* grown = static_cast<char**>(realloc(array_.get(), capacity * sizeof(char*)));
     if (grown == nullptr) return false;
     (void)array_.release(); // realloc has taken the old array over
     array_.reset(grown);
