@@ -244,7 +244,8 @@ ROQ_API int32_t ROQ_UTIL_ExecCmd_ByTime(const char* pcCmd, uint32_t ulSeconds);
  * once.
  *
  * Returns the program's exit code: 255 when it could not be executed, 0 when a signal killed it, when it was detached
- * or when somebody else waited for it; -1 when the line cannot be parsed, is empty, or its program is not found.
+ * or when somebody else waited for it; -1 when the line cannot be parsed, is empty, or its program is not found, and a
+ * negative value when there is no child to be had.
  */
 ROQ_API int32_t ROQ_UTIL_ExecCmdNoHang(const char* pcCmd);
 
