@@ -17,6 +17,7 @@ ssize_t __real_send(int fd, const void* data, size_t size, int flags);
 ssize_t __real_sendto(int fd, const void* data, size_t size, int flags, const sockaddr* address,
                       socklen_t address_size);
 ssize_t __real_recv(int fd, void* data, size_t size, int flags);
+int __real_accept(int fd, sockaddr* address, socklen_t* length);
 
 pid_t __wrap_fork();
 int __wrap_sigaction(int signal, const struct sigaction* action, struct sigaction* old);
@@ -33,6 +34,7 @@ ssize_t __wrap_send(int fd, const void* data, size_t size, int flags);
 ssize_t __wrap_sendto(int fd, const void* data, size_t size, int flags, const sockaddr* address,
                       socklen_t address_size);
 ssize_t __wrap_recv(int fd, void* data, size_t size, int flags);
+int __wrap_accept(int fd, sockaddr* address, socklen_t* length);
 }
 
 namespace roq::test {
@@ -40,7 +42,7 @@ namespace roq::test {
 CallHooks call_hooks{};
 const CallHooks real_calls{__real_fork,   __real_sigaction, __real_waitpid, __real_flock, __real_kill,
                            __real_usleep, __real_nanosleep, __real_socket,  __real_bind,  __real_connect,
-                           __real_poll,   __real_send,      __real_sendto,  __real_recv};
+                           __real_poll,   __real_send,      __real_sendto,  __real_recv,  __real_accept};
 
 } // namespace roq::test
 
@@ -101,4 +103,8 @@ ssize_t __wrap_sendto(int fd, const void* data, size_t size, int flags, const so
 
 ssize_t __wrap_recv(int fd, void* data, size_t size, int flags) {
   return (call_hooks.recv != nullptr ? call_hooks.recv : real_calls.recv)(fd, data, size, flags);
+}
+
+int __wrap_accept(int fd, sockaddr* address, socklen_t* length) {
+  return (call_hooks.accept != nullptr ? call_hooks.accept : real_calls.accept)(fd, address, length);
 }

@@ -31,6 +31,7 @@ struct CallHooks {
   ssize_t (*send)(int, const void*, size_t, int);
   ssize_t (*sendto)(int, const void*, size_t, int, const sockaddr*, socklen_t);
   ssize_t (*recv)(int, void*, size_t, int);
+  int (*accept)(int, sockaddr*, socklen_t*);
 };
 
 extern CallHooks call_hooks;

@@ -44,6 +44,18 @@ TEST(ExecCmd, GivesTheShellsCodesForCommandsThatItCannotRun) {
   EXPECT_EQ(ROQ_UTIL_ExecCmd("/etc 2>/dev/null", nullptr), 0x7e00U);
 }
 
+TEST(ExecCmd, EndsAChildThatFindsNoShellAtOnceWith127) {
+  TemporaryFolder empty;
+  EXPECT_EQ(printed_by([&] {
+              ASSERT_EQ(chroot(empty.path().c_str()), 0);
+              atexit([] { EXPECT_EQ(write(STDOUT_FILENO, "handler", 7), 7); });
+              printf("buffered ");
+              EXPECT_EQ(ROQ_UTIL_ExecCmd("true", nullptr), 0x7f00U);
+              EXPECT_EQ(ROQ_UTIL_ExecCmd_ByTime("true", 5), 0x7f00);
+            }),
+            "buffered ");
+}
+
 TEST(ExecCmd, LeavesDescriptorsAndSignalsAsTheCallerHasThem) {
   EXPECT_EQ(printed_by([] {
               ASSERT_EQ(dup2(open("/dev/null", O_RDONLY), 7), 7);

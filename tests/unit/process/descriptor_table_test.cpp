@@ -1,3 +1,4 @@
+#include "support/call_hooks.h"
 #include "support/child.h"
 #include <array>
 #include <cerrno>
@@ -141,6 +142,22 @@ TEST(CloseReadableConnections, AcceptsAndClosesWhatIsPending) {
 TEST(CloseReadableConnections, ReturnsAtOnceWhenNothingIsPending) {
   Listener one, two;
   EXPECT_EQ(drain({one.fd(), two.fd()}), 0U);
+}
+
+TEST(CloseReadableConnections, LooksAgainOnlyAtWhatWasReadyInThePassBefore) {
+  static Listener* late_for;
+  Listener busy, idle;
+  busy.connect_clients(2);
+  late_for = &idle;
+  Hook accepting(call_hooks.accept, [](int fd, sockaddr* address, socklen_t* length) -> int {
+    EXPECT_EQ(address, nullptr);
+    EXPECT_EQ(length, nullptr);
+    if (late_for != nullptr) std::exchange(late_for, nullptr)->connect_clients(1);
+    return real_calls.accept(fd, address, length);
+  });
+  EXPECT_EQ(drain({busy.fd(), idle.fd()}), 0U);
+  EXPECT_EQ(busy.pending(), 0);
+  EXPECT_EQ(idle.pending(), 1);
 }
 
 TEST(CloseReadableConnections, OfATableWithoutDescriptorsGivesZero) { EXPECT_EQ(drain({0, 0, 0}), 0U); }

@@ -149,6 +149,39 @@ TEST(ForkProcessFull, ReportsARefusedSignalActionOnStandardErrorAndGoesOn) {
   EXPECT_EQ(outcome.err, std::string("sigaction error\r\n: ") + strerror(EINVAL) + "\n");
 }
 
+TEST(ForkProcessFull, PutsNoSignalActionBackThatItCouldNotChange) {
+  static int changes;
+  changes = 0;
+  Outcome outcome = run_in_child([] {
+    Hook refused(call_hooks.sigaction, [](int signal, const struct sigaction* action, struct sigaction*) -> int {
+      EXPECT_EQ(signal, SIGCHLD);
+      changes += action != nullptr;
+      errno = EINVAL;
+      return -1;
+    });
+    Hook failing(call_hooks.fork, refused_fork);
+    EXPECT_EQ(ROQ_UTIL_ForkProcess(kAnyProgram, -1, nullptr, nullptr), -1);
+    EXPECT_EQ(changes, 1);
+  });
+  EXPECT_TRUE(outcome.exited_with(0)) << outcome;
+}
+
+TEST(ForkProcessFull, ShowsADetachedProgramWhoseSecondForkFailsAsExitCode255) {
+  static pid_t caller;
+  Outcome outcome = run_in_child([] {
+    caller = getpid();
+    Hook failing(call_hooks.fork, [] { return getpid() == caller ? real_calls.fork() : refused_fork(); });
+    atexit([] { EXPECT_EQ(write(STDERR_FILENO, "mark", 4), 4); });
+    uint32_t signal = 77, code = 78;
+    EXPECT_GT(ROQ_UTIL_ForkProcess("/bin/true &", -1, &signal, &code), 0);
+    EXPECT_EQ(signal, 0U);
+    EXPECT_EQ(code, 255U);
+    EXPECT_EQ(ROQ_UTIL_ExecCmdNoHang("/bin/true &"), 255);
+  });
+  EXPECT_TRUE(outcome.exited_with(0)) << outcome;
+  EXPECT_EQ(outcome.err, "markmark"); // both ended with exit
+}
+
 TEST(ForkProcess, GivesMinusOneForLinesWithoutAProgram) {
   for (const char* line : {"", "  ", "&", "> out", "cmd 'a", "cmd> out", "cmd \"\\\"\" >out 2>err"})
     EXPECT_EQ(ROQ_UTIL_ForkProcess(line, -1, nullptr, nullptr), -1) << line;

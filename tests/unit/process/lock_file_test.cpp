@@ -178,6 +178,17 @@ TEST_F(LockFile, OfANullPathGivesMinusOne) {
   EXPECT_EQ(untouched, stdin);
 }
 
+TEST_F(LockFile, MayGiveTheDescriptorZeroWhichUnlockTakes) {
+  expect_in_child([&] {
+    close(STDIN_FILENO);
+    EXPECT_EQ(ROQ_UTIL_LockFile(path_.c_str(), nullptr), 0);
+    EXPECT_TRUE(somebody_holds_the_lock());
+    EXPECT_EQ(ROQ_UTIL_UnlockFile(0), 0);
+    EXPECT_FALSE(somebody_holds_the_lock());
+    EXPECT_EQ(fcntl(0, F_GETFD), -1);
+  });
+}
+
 TEST(UnlockFile, OfANegativeDescriptorPrintsIt) {
   Outcome outcome = run_in_child([] {
     EXPECT_EQ(ROQ_UTIL_UnlockFile(-1), 24);
