@@ -1,12 +1,16 @@
 """What the tests of the command-line tool share: typing a command, and reaching into the store behind its back."""
 
 import ctypes
+import functools
 import json
 import os
+import re
 import shlex
 import struct
 import subprocess
 import unittest
+
+import schema
 
 COMMAND = shlex.split(os.environ["ROQUTIL_COMMAND"])
 OK, NO, USAGE, REFUSED = 0, 1, 2, 3
@@ -34,7 +38,10 @@ def roqutil(*words, input=None, environment=None, prefix=()):
                              stderr=subprocess.PIPE, timeout=TIMEOUT,
                              stdin=subprocess.DEVNULL if input is None else None,
                              env=None if environment is None else {**os.environ, **environment})
-    return Result(process)
+    result = Result(process)
+    if "--json" in words and "--" not in words and result.code in (OK, NO) and result.out:
+        schema.check_output([str(word) for word in words if not str(word).startswith("-")], result.out)
+    return result
 
 
 def start(*words, **arguments):
@@ -55,12 +62,32 @@ class Case(unittest.TestCase):
         result = roqutil(*words, **arguments)
         self.assertEqual(result.code, code, result)
         lines = [line for line in result.err.splitlines() if not line.startswith("roqutil: warning:")]
-        self.assertTrue(lines and lines[-1].startswith("roqutil: "), result)
+        self.assertTrue(lines, result)
+        self.assertRegex(lines[-1], r"\Aroqutil: .+: .+; .+\Z")
         if code == USAGE:
             self.assertEqual(len(lines), 1, result)
             self.assertIn("expected", result.err)
             self.assertEqual(result.out, "")
         return result
+
+
+@functools.cache
+def help_of(*words):
+    return roqutil(*words, "--help")
+
+
+def typed_names(*words):
+    """What a help lists: the names under each heading."""
+    listed = re.findall(r"^(Groups|Commands|Options):\n((?:  .*\n)+)", help_of(*words).out, re.MULTILINE)
+    # Lines that go on begin further right.
+    return {title: re.findall(r"^ {2,6}(?:-\w, )?(--[\w-]+|[a-z][\w-]*)(?= |$)", lines, re.MULTILINE) for title, lines in listed}
+
+
+def every_command():
+    """The words of every command there is."""
+    top = typed_names()
+    grouped = [(group, command) for group in top["Groups"] for command in typed_names(group)["Commands"]]
+    return [(command,) for command in top["Commands"]] + grouped
 
 
 libc = ctypes.CDLL(None, use_errno=True)

@@ -124,7 +124,7 @@ class Check(Case):
     def test_json(self):
         result = roqutil("check", "ip", "1.2.3.4", "1.2.3", "--json")
         self.assertEqual(result.code, NO)
-        self.assertEqual(result.json(), [{"value": "1.2.3.4", "accepted": True},
+        self.assertEqual(result.json(), [{"value": "1.2.3.4", "accepted": True, "rule": None},
                                          {"value": "1.2.3", "accepted": False, "rule": "it has 2 dots, not 3"}])
         self.assertEqual(self.succeed("check", "ip", "-", "--json", input=b"").json(), [])
 
@@ -167,7 +167,7 @@ class Verdicts(Case):
                 self.assertEqual(len(verdicts), len(values))
                 for words, verdict in zip(values, verdicts):
                     self.assertEqual(verdict["accepted"], model.FUNCTIONS[function](*words)[0] == 1, words)
-                    self.assertNotIn("does not know", verdict.get("rule", ""), words)
+                    self.assertNotIn("does not know", verdict["rule"] or "", words)
 
     def test_know_the_rules_of_octets(self):
         questions = compare.Questions(8)
@@ -178,7 +178,7 @@ class Verdicts(Case):
         text = "".join(f"{'.'.join(map(str, a))} {'.'.join(map(str, m))}\n" for a, m in lines)
         for (address, mask), verdict in zip(lines, roqutil("check", "broadcast", "-", "--json", input=text.encode()).json()):
             self.assertEqual(verdict["accepted"], model.is_broadcast(address, mask), (address, mask))
-            self.assertNotIn("does not know", verdict.get("rule", ""), (address, mask))
+            self.assertNotIn("does not know", verdict["rule"] or "", (address, mask))
 
 
 class Conversions(Case):
@@ -187,7 +187,7 @@ class Conversions(Case):
         self.assertEqual(self.succeed("cidr", "0xffff0000").out, "16\n")
         self.assertEqual(self.succeed("cidr", "0.0.0.0").out, "0\n")
         self.assertEqual(self.succeed("cidr", "255.0.0.0", "--json").json(), {"mask": "255.0.0.0", "bits": 8})
-        self.assertEqual(self.fail_with(NO, "cidr", "mask").err, "roqutil: cidr: 'mask' is no mask\n")
+        self.assertEqual(self.fail_with(NO, "cidr", "mask").err, "roqutil: cidr: 'mask': it is no mask; give one such as 255.255.255.0\n")
 
     def test_minutes_of_the_day(self):
         self.assertEqual(self.succeed("minutes", "9:05").out, "545\n")

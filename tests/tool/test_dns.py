@@ -1,86 +1,10 @@
 """roqutil resolve, srv and dns: the DNS client, typed as a user types it, beside a scripted relay."""
 
 import os
-import selectors
-import socket
 import struct
-import threading
 
 from roqutil_case import NO, USAGE, Case
-
-A, TXT, AAAA, SRV = 1, 16, 28, 33
-ASKED_NAME = b"\xc0\x0c"
-
-
-def wire_name(dotted):
-    return b"".join(bytes([len(label)]) + label.encode() for label in dotted.split(".")) + b"\0"
-
-
-def record(kind, data, owner=ASKED_NAME):
-    return owner + struct.pack(">HHIH", kind, 1, 300, len(data)) + data
-
-
-def ipv4(last):
-    return record(A, bytes([192, 0, 2, last]))
-
-
-def ipv6(last):
-    return record(AAAA, bytes.fromhex("20010db8") + bytes(11) + bytes([last]))
-
-
-def reply(query, *records, flags=0x8180, flip=0):
-    identity = struct.unpack(">H", query[:2])[0] ^ flip
-    return struct.pack(">6H", identity, flags, 1, len(records), 0, 0) + query[12:] + b"".join(records)
-
-
-def asked_type(query):
-    return struct.unpack(">H", query[-4:-2])[0]
-
-
-class Relay:
-    """Answers queries at port 53 of the loopback with what the script returns: bytes or None."""
-
-    def __init__(self, script):
-        self.script = script
-        self.clients = []
-        self.selector = selectors.DefaultSelector()
-        self.stop_reader, self.stop_writer = os.pipe()
-        self.selector.register(self.stop_reader, selectors.EVENT_READ)
-        for family, address in ((socket.AF_INET, "127.0.0.1"), (socket.AF_INET6, "::1")):
-            server = socket.socket(family, socket.SOCK_DGRAM)
-            server.bind((address, 53))
-            self.selector.register(server, selectors.EVENT_READ)
-        self.thread = threading.Thread(target=self.serve)
-
-    def __enter__(self):
-        self.thread.start()
-        return self
-
-    def __exit__(self, *reason):
-        os.close(self.stop_writer)
-        self.thread.join()
-        os.close(self.stop_reader)
-        for key in list(self.selector.get_map().values()):
-            if key.fd != self.stop_reader:
-                key.fileobj.close()
-        self.selector.close()
-
-    def serve(self):
-        while True:
-            for key, _ in self.selector.select():
-                if key.fd == self.stop_reader:
-                    return
-                query, client = key.fileobj.recvfrom(2048)
-                self.clients.append(client[0])
-                answer = self.script(query)
-                if answer is not None:
-                    key.fileobj.sendto(answer, client)
-
-
-def addresses_of_both_families(query):
-    if asked_type(query) == A:
-        return reply(query, ipv4(1), ipv4(2))
-    return reply(query, ipv6(1))
+from scenery import A, SRV, Relay, addresses_of_both_families, asked_type, ipv4, record, reply, wire_name
 
 
 class Resolve(Case):
@@ -96,6 +20,8 @@ class Resolve(Case):
         with Relay(addresses_of_both_families):
             self.assertNotIn("IPv6", self.succeed("resolve", "-4", "www.example.net").out)
             self.assertNotIn("IPv4", self.succeed("resolve", "www.example.net", "-6").out)
+            self.assertNotIn("IPv6", self.succeed("resolve", "--ipv4", "www.example.net").out)
+            self.assertNotIn("IPv4", self.succeed("resolve", "--ipv6", "www.example.net").out)
 
     def test_gives_the_same_as_json(self):
         with Relay(addresses_of_both_families):
@@ -117,7 +43,7 @@ class Resolve(Case):
         result = self.fail_with(NO, "resolve", "www.example.net")
         self.assertIn("IPv4  not resolved: no usable answer from the relay", result.out)
         self.assertIn("IPv6  not resolved", result.out)
-        self.assertIn("'www.example.net' could not be resolved", result.err)
+        self.assertIn("'www.example.net': no address came; 'roqutil dns trace' shows why", result.err)
 
     def test_names_the_switch_that_is_off(self):
         with open("/var/dns/ipv4", "w") as switch:
@@ -128,7 +54,7 @@ class Resolve(Case):
         self.assertEqual(data["answers"][0]["code"], 22)
 
     def test_refuses_wrong_arguments(self):
-        for words in ([], ["-4"], ["-4", "-6"], ["one", "two"]):
+        for words in ([], ["-4"], ["-4", "-6"], ["-4", "one", "--ipv6"], ["one", "two"]):
             self.fail_with(USAGE, "resolve", *words)
 
 

@@ -7,10 +7,11 @@ import signal
 import subprocess
 import time
 import xml.etree.ElementTree
-from contextlib import contextmanager
 
 import roqutil_case
-from roqutil_case import COMMAND, NO, OK, REFUSED, USAGE, Case, Segment, change_semaphore, libc, remove_module, roqutil, start
+import schema
+from roqutil_case import COMMAND, NO, OK, REFUSED, USAGE, Case, Segment, libc, remove_module, roqutil, start
+from scenery import holder_of
 
 MODULE = 2
 HEAD, HANDLE = 20, 24
@@ -46,31 +47,11 @@ class StoreCase(Case):
         return [variable["id"] for variable in roqutil("gvar", "list", MODULE, "--json").json()["variables"]]
 
 
-@contextmanager
-def holder_of(units):
-    """A process that holds units of the module's semaphore."""
-    ready, go = os.pipe()
-    child = os.fork()
-    if child == 0:
-        change_semaphore(MODULE, -units)
-        os.write(go, b"x")
-        signal.pause()
-        os._exit(0)
-    os.read(ready, 1)
-    try:
-        yield child
-    finally:
-        os.kill(child, signal.SIGKILL)
-        os.waitpid(child, 0)
-        os.close(ready)
-        os.close(go)
-
-
 class Init(StoreCase):
     def test_creates_once_and_finds_then(self):
         self.assertEqual(self.gvar("init", 4).out, "module 4: created, 65536 bytes at 0x2f300000\n")
         self.assertEqual(self.gvar("init", 4).out, "module 4: existed already, 65536 bytes at 0x2f300000\n")
-        self.assertEqual(self.data("init", 5, "--size", "0x1000"), {"module": 5, "created": True, "size": 4096})
+        self.assertEqual(self.data("init", 5, "--size", "0x1000"), {"module": 5, "created": True, "size": 4096, "address": "0x2f400000"})
         self.assertEqual(self.data("init", 5, "--size", "0x1000")["created"], False)
 
     def test_tells_why_a_larger_size_is_refused(self):
@@ -196,7 +177,7 @@ class List(StoreCase):
             segment.put(segment.word(HEAD) - segment.base + 12, 0x12345678)
         result = self.fail_with(NO, "gvar", "list", MODULE)
         self.assertEqual([line.split()[0] for line in result.lines[1:]], ["0x00020003"])
-        self.assertIn("module 2 is damaged", result.err)
+        self.assertIn("module 2: it is damaged", result.err)
 
 
 class Show(StoreCase):
@@ -396,7 +377,15 @@ class Delete(StoreCase):
         self.assertIn("was ended by a signal (Segmentation fault), as documented", result.out)
         self.assertEqual(len(self.ids()), 3)
         data = roqutil("gvar", "delete", "2:3", "--force", "--json").json()
-        self.assertEqual((data["listed"], data["signal"], data["variables"]), (True, signal.SIGSEGV, 3))
+        self.assertEqual((data["faults"], len(data["stay"]), data["dropped"]), (True, 3, []))
+        outcome = data["outcome"]
+        self.assertEqual((outcome["listed"], outcome["signal"], outcome["variables"]), (True, signal.SIGSEGV, 3))
+
+    def test_tells_a_program_what_it_would_do(self):
+        result = self.fail_with(NO, "gvar", "delete", "2:2", "--json")
+        self.assertEqual(result.json(), {"id": "0x00020002", "faults": False, "stay": ["0x00020001"],
+                                         "dropped": ["0x00020003"], "outcome": None})
+        self.assertEqual(len(result.err.splitlines()), 1)
 
     def test_of_a_variable_that_is_not_set_says_so(self):
         self.assertIn("not set", self.fail_with(NO, "gvar", "delete", "2:99", "--force").err)
@@ -444,7 +433,7 @@ class Map(StoreCase):
 
 class Watch(StoreCase):
     def test_prints_a_line_per_change(self):
-        with start("gvar", "watch", "2:1", "--interval", 5, "--count", 2, text=True) as watching:
+        with start("gvar", "watch", "2:1", "--interval", "0.005", "--count", 2, text=True) as watching:
             lines = [watching.stdout.readline()]
             for value in ("first", "second"):
                 self.gvar("set", "2:1", value)
@@ -456,17 +445,26 @@ class Watch(StoreCase):
         self.assertEqual(rest, "")
 
     def test_notices_that_a_variable_comes_to_be(self):
-        with start("gvar", "watch", "2:50", "--interval", 5, "--count", 1, text=True) as watching:
+        with start("gvar", "watch", "2:50", "--interval", "0.005", "--count", 1, text=True) as watching:
             self.assertIn("0x00020032 not set", watching.stdout.readline())
             self.gvar("set", "2:50", "here")
             self.assertIn("4 bytes here", watching.stdout.readline())
             self.assertEqual(watching.wait(60), OK)
 
     def test_json_is_one_object_per_line(self):
-        with start("gvar", "watch", "2:1", "--interval", 5, "--json", text=True) as watching:
+        with start("gvar", "watch", "2:1", "--interval", "0.005", "--json", text=True) as watching:
             data = roqutil_case.json.loads(watching.stdout.readline())
             watching.terminate()
+        schema.check_output(["gvar", "watch"], roqutil_case.json.dumps(data))
         self.assertEqual((data["id"], data["set"], data["value"]["text"]), ("0x00020001", True, "one"))
+
+    def test_ends_quietly_when_nobody_reads_any_more(self):
+        with start("gvar", "watch", "2:1", "--interval", "0.005", text=True) as watching:
+            watching.stdout.readline()
+            watching.stdout.close()
+            self.gvar("set", "2:1", "news")
+            self.assertEqual(watching.wait(60), -signal.SIGPIPE)
+            self.assertEqual(watching.stderr.read(), "")
 
 
 class Bench(StoreCase):
@@ -480,5 +478,5 @@ class Bench(StoreCase):
         self.assertRegex(self.gvar("bench", 6, "--rounds", 10).out, r"(?m)^get +\d+ ns; .*: \d+\.\d\d times$")
 
     def test_refuses_a_module_that_exists(self):
-        self.assertIn("module 2 exists", self.fail_with(NO, "gvar", "bench", MODULE).err)
+        self.assertIn("module 2 exists", self.fail_with(REFUSED, "gvar", "bench", MODULE).err)
         self.assertEqual(len(self.ids()), 3)

@@ -11,6 +11,7 @@ import tempfile
 import unittest
 
 from roqutil_case import COMMAND, NO, OK, REFUSED, USAGE, Case, roqutil, start
+from scenery import with_proc
 
 
 def run(command):
@@ -103,7 +104,7 @@ class Counters(NetworkCase):
     def test_watched_have_rates_from_the_second_table_on(self):
         result = self.succeed("net", "stat", "lo", "--watch", "--count", 2, "--json")
         first, second = (json.loads(line)[0] for line in result.lines)
-        self.assertNotIn("per_second", first)
+        self.assertIsNone(first["per_second"])
         self.assertEqual(second["per_second"]["rx_errors"], 0)
         text = self.succeed("net", "stat", "lo", "--watch", "--count", 2).out
         self.assertEqual(text.count("per second"), 1)
@@ -144,14 +145,6 @@ class Names(Case):
     def test_modem_without_its_driver(self):
         self.assertIn("/proc/proc_user_umts", self.fail_with(REFUSED, "net", "modem", "pcui").err)
         self.fail_with(USAGE, "net", "modem", "fax")
-
-
-def with_proc(files):
-    """Words in front of a command that put these files in the place of /proc; a process still finds itself there."""
-    steps = ["mkdir -p /var/tmp/proc", "mount --bind /proc /var/tmp/proc", "mount -t tmpfs tables /proc",
-             "ln -s /var/tmp/proc/self /var/tmp/proc/$$ /proc"]
-    steps += [f"printf %s '{text}' >/proc/{name}" for name, text in files.items()]
-    return ["unshare", "--mount", "sh", "-c", " && ".join(steps) + ' && exec "$@"', "sh"]
 
 
 class Modem(Case):
@@ -195,6 +188,10 @@ class Modules(Case):
         self.assertEqual(self.module("insert", "snd-pcm", "/lib"), "snd-pcm: loaded\n")
         self.assertEqual(self.module("remove", "usb", "/lib"), "usb: unloaded\n")
         self.assertEqual(self.module("remove", "vfat", "/lib"), "vfat: was not loaded\n")
+        self.assertEqual(json.loads(self.module("insert", "vfat", "/lib", "--json")),
+                         {"module": "vfat", "was_loaded": False, "loaded": True})
+        self.assertEqual(json.loads(self.module("remove", "usb", "/lib", "--json")),
+                         {"module": "usb", "was_loaded": True, "loaded": False})
 
     def test_what_the_tools_do_not_do_is_refused(self):
         self.tool("insmod", "exit 1")
@@ -207,6 +204,8 @@ class Modules(Case):
             (self.folder / name).touch()
         self.assertEqual(sorted(self.module("insert-dir", self.folder).splitlines()),
                          ["alpha: loaded", "gamma: loaded", "usb: was loaded already"])
+        self.assertIn({"module": "usb", "was_loaded": True, "loaded": True},
+                      json.loads(self.module("insert-dir", self.folder, "--json")))
         self.fail_with(REFUSED, "module", "insert-dir", "/nowhere", prefix=with_proc(self.TABLE))
 
     def test_insert_dir_of_a_disk(self):
@@ -243,6 +242,16 @@ class Firewall(Case):
         self.assertIn("ppp0", self.succeed("firewall", "list", "filter", "INPUT").out)
         self.assertNotIn("ppp0", self.succeed("firewall", "list", "filter", "OUTPUT").out)
         self.fail_with(REFUSED, "firewall", "list", "filter", "nochain")
+        self.fail_with(REFUSED, "firewall", "list", "filter", "nochain", "--json")
+
+    def test_list_for_programs_tells_what_the_library_takes_for_interfaces(self):
+        self.iptables("-A INPUT -i ppp0 -j ACCEPT")
+        self.iptables("-A INPUT -i ppp0")
+        rules = self.succeed("firewall", "list", "--json").json()
+        self.assertEqual([(rule["chain"], rule["number"], rule["input"]) for rule in rules],
+                         [("INPUT", 1, "ppp0"), ("INPUT", 2, "any")])
+        self.assertIn("ACCEPT", rules[0]["line"])
+        self.assertEqual(self.succeed("firewall", "list", "filter", "OUTPUT", "--json").json(), [])
 
     def test_remove_one(self):
         for rule in ("-i eth0 -j ACCEPT", "-i ppp0 -j ACCEPT", "-i ppp0 -j DROP"):
@@ -258,7 +267,8 @@ class Firewall(Case):
         self.assertEqual(self.rules(), ["-A INPUT -i eth0 -j ACCEPT"])
         self.fail_with(NO, "firewall", "remove", "ppp0", "filter", "INPUT", "--all")
         result = roqutil("firewall", "remove", "eth0", "filter", "INPUT", "--all", "--json")
-        self.assertEqual(len(result.json()), 1)
+        self.assertEqual([rule["input"] for rule in result.json()], ["eth0"])
+        self.assertEqual(roqutil("firewall", "remove", "eth0", "filter", "INPUT", "--json").json(), [])
 
     def test_a_deletion_that_fails_is_refused_and_not_repeated(self):
         self.iptables("-A INPUT -i ppp0 -j ACCEPT")
@@ -269,7 +279,7 @@ class Firewall(Case):
         self.addCleanup(tool.unlink)
         self.addCleanup(os.unlink, "/var/tmp/tried")
         result = self.fail_with(REFUSED, "firewall", "remove", "ppp0", "filter", "INPUT", "--all")
-        self.assertIn("rule 1 of INPUT is still there", result.err)
+        self.assertIn("rule 1 of INPUT: it is still there", result.err)
         self.assertEqual(pathlib.Path("/var/tmp/tried").read_text(), "tried\n")
 
     def test_words_that_a_command_line_would_change_are_wrong(self):

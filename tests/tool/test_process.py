@@ -56,8 +56,8 @@ class Parse(ProcessCase):
                          ["cmd", ">", "out", "&"])
 
     def test_says_why_a_line_is_refused(self):
-        self.assertIn("open quote", self.fail_with(USAGE, "parse", "cmd 'a").err)
-        self.assertIn("4097 characters: expected 4096 at most", self.fail_with(USAGE, "parse", "x" * 4097).err)
+        self.assertIn("open quote", self.fail_with(NO, "parse", "cmd 'a").err)
+        self.assertIn("4097 characters: expected 4096 at most", self.fail_with(NO, "parse", "x" * 4097).err)
 
 
 class Exec(ProcessCase):
@@ -65,7 +65,7 @@ class Exec(ProcessCase):
         self.ends_with(0, "exit code 0", "exec", "true")
         self.ends_with(7, "exit code 7", "exec", "sh -c 'exit 7'")
         self.ends_with(255, "exit code 255", "exec", "/there/is/no/such/program")
-        self.ends_with(3, "exit code 3", "exec", "--time-limit", 5, "sh -c 'sleep 0.1; exit 3'")
+        self.ends_with(3, "exit code 3", "exec", "--interval", "0.005", "sh -c 'sleep 0.1; exit 3'")
 
     def test_passes_the_signal_on(self):
         self.ends_with(128 + 15, "killed by signal 15 (Terminated)", "exec", "sh -c 'kill -TERM $$'")
@@ -96,7 +96,7 @@ class Exec(ProcessCase):
                       self.fail_with(REFUSED, "exec", "nonsense -x").err)
         self.fail_with(USAGE, "exec", "")
         self.fail_with(USAGE, "exec", "cmd 'a")
-        self.fail_with(USAGE, "exec", "true", "--time-limit", 0)
+        self.fail_with(USAGE, "exec", "true", "--interval", 0)
 
 
 class Sh(ProcessCase):
@@ -157,7 +157,8 @@ class Stop(ProcessCase):
     def test_tells_that_a_name_is_cut(self):
         self.assertEqual(self.succeed("stop", "dhcpd").err, "")
         self.assertEqual(self.succeed("stop", "a-name-too-long").err,
-                         "roqutil: warning: stop: 'a-name-too-long': the supervisor will see 'a-name-too-'\n")
+                         "roqutil: warning: stop: 'a-name-too-long': the supervisor will see 'a-name-too-'; "
+                         "make sure that it knows the process by this\n")
 
 
 class Lock(ProcessCase):

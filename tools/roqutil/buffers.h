@@ -14,6 +14,19 @@ namespace roq::tool {
 
 [[noreturn]] void end_out_of_memory();
 
+// The text, cut behind so many bytes.
+inline std::string_view first(std::string_view text, size_t length) {
+  if (length < text.size()) text.remove_suffix(text.size() - length);
+  return text;
+}
+
+// Takes the text up to the separator off the front of `rest`, and the separator with it.
+inline std::string_view take_word(std::string_view& rest, char separator) {
+  std::string_view word = first(rest, rest.find(separator));
+  rest.remove_prefix(word.size() < rest.size() ? word.size() + 1 : word.size());
+  return word;
+}
+
 // Elements that are plain data; they may move when one is added.
 template <typename T> class Array {
   static_assert(std::is_trivially_copyable_v<T>);

@@ -1,8 +1,8 @@
 #include "cli.h"
 
+#include "bytes.h"
 #include "help.h"
 #include <cstring>
-#include <unistd.h>
 
 namespace roq::tool {
 namespace {
@@ -46,6 +46,24 @@ int run_command(const Program& program, const char* group, const Command& comman
   return command.run(call);
 }
 
+bool looks_like_an_option(const char* word) { return word[0] == '-' && word[1] != '\0'; }
+
+// The answer to a first word, typed behind `path`, that is none of `names`. A null word: none was typed.
+int wrong_word(const Program& program, const char* group, const char* word, const Text& names) {
+  Text prefix, path;
+  if (group != nullptr) prefix.format("%s: ", group);
+  path.append(program.name);
+  if (group != nullptr) path.format(" %s", group);
+  if (word == nullptr)
+    return fail(kUsage, "%sno command given: expected one of %s; see '%s --help'", prefix.c_str(), names.c_str(),
+                path.c_str());
+  if (looks_like_an_option(word))
+    return fail(kUsage, "%sunknown option %s: expected --help or a command; see '%s --help'", prefix.c_str(), word,
+                path.c_str());
+  return fail(kUsage, "%sunknown command '%s': expected one of %s; see '%s --help'", prefix.c_str(), word,
+              names.c_str(), path.c_str());
+}
+
 int run_in_group(const Program& program, const Group& group, std::span<const char* const> typed) {
   if (!typed.empty() && asks_for_help(typed[0])) {
     print_group_help(program.name, group);
@@ -58,22 +76,29 @@ int run_in_group(const Program& program, const Group& group, std::span<const cha
   Text names;
   for (const Command& command : group.commands)
     append_name(names, command.name);
-  if (typed.empty())
-    return fail(kUsage, "%s: no command given: expected one of %s; see '%s %s --help'", group.name, names.c_str(),
-                program.name, group.name);
-  return fail(kUsage, "%s: unknown command '%s': expected one of %s; see '%s %s --help'", group.name, typed[0],
-              names.c_str(), program.name, group.name);
+  return wrong_word(program, group.name, typed.empty() ? nullptr : typed[0], names);
 }
 
-int unknown_first_word(const Program& program, const char* word) {
+int wrong_first_word(const Program& program, const char* word) {
   Text names;
   for (const Group* group : program.groups)
     append_name(names, group->name);
   for (const Command& command : program.commands)
     append_name(names, command.name);
-  if (word == nullptr)
-    return fail(kUsage, "no command given: expected one of %s; see '%s --help'", names.c_str(), program.name);
-  return fail(kUsage, "unknown command '%s': expected one of %s; see '%s --help'", word, names.c_str(), program.name);
+  return wrong_word(program, nullptr, word, names);
+}
+
+// Whether the word stands for the option in its long form, and what value is glued to it.
+bool is_long_form(const Option& option, const char* word, const char*& value) {
+  size_t length = strlen(option.name);
+  if (strncmp(word, "--", 2) != 0 || strncmp(word + 2, option.name, length) != 0) return false;
+  const char* end = word + 2 + length;
+  value = *end == '=' ? end + 1 : nullptr;
+  return *end == '=' || *end == '\0';
+}
+
+bool is_short_form(const Option& option, const char* word) {
+  return option.letter != '\0' && word[0] == '-' && word[1] == option.letter && word[2] == '\0';
 }
 
 } // namespace
@@ -85,20 +110,36 @@ Invocation::Invocation(const char* program, const char* group, const Command& co
   values_.resize(command.options.size(), nullptr);
 }
 
+Word classify(const Command& command, const char* typed) {
+  if (strcmp(typed, "--") == 0) return {Word::Kind::end_of_options};
+  if (asks_for_help(typed)) return {Word::Kind::help};
+  for (const Option& option : command.options) {
+    const char* value = nullptr;
+    if (is_long_form(option, typed, value) || is_short_form(option, typed)) return {Word::Kind::option, &option, value};
+  }
+  // Words with one dash are arguments: negative numbers, and "-" for standard input.
+  return {strncmp(typed, "--", 2) == 0 ? Word::Kind::unknown_option : Word::Kind::argument};
+}
+
 std::optional<int> Invocation::take(std::span<const char* const> typed) {
   bool options_ended = false;
   for (size_t at = 0; at < typed.size(); ++at) {
-    const char* word = typed[at];
-    if (options_ended || (strncmp(word, "--", 2) != 0 && strcmp(word, "-h") != 0)) {
-      arguments_.add(word);
+    Word word = options_ended ? Word{Word::Kind::argument} : classify(command_, typed[at]);
+    switch (word.kind) {
+    case Word::Kind::argument:
+      arguments_.add(typed[at]);
       options_ended = options_ended || command_.options_come_first;
-    } else if (strcmp(word, "--") == 0) {
+      break;
+    case Word::Kind::end_of_options:
       options_ended = true;
-    } else if (asks_for_help(word)) {
+      break;
+    case Word::Kind::help:
       print_command_help(program_, path(), command_);
       return kSuccess;
-    } else if (std::optional<int> code = take_option(typed, at)) {
-      return code;
+    case Word::Kind::unknown_option:
+      return wrong_option(typed[at]);
+    case Word::Kind::option:
+      if (std::optional<int> code = take_option(word, typed, at)) return code;
     }
   }
   for (const char* argument : arguments_)
@@ -111,32 +152,27 @@ std::optional<int> Invocation::take(std::span<const char* const> typed) {
   return std::nullopt;
 }
 
-std::optional<int> Invocation::take_option(std::span<const char* const> typed, size_t& at) {
-  std::string_view name = typed[at] + 2;
-  const char* value = nullptr;
-  if (size_t equals = name.find('='); equals != name.npos) {
-    value = name.data() + equals + 1;
-    name.remove_suffix(name.size() - equals);
-  }
-  size_t index = index_of(name);
-  auto length = static_cast<int>(name.size());
-  if (index == command_.options.size()) {
-    Text names;
-    for (const Option& option : command_.options) {
-      append_name(names, "--");
-      names.append(option.name);
-    }
-    return wrong("unknown option --%.*s: expected %s", length, name.data(), names.empty() ? "none" : names.c_str());
-  }
-  const Option& option = command_.options[index];
+std::optional<int> Invocation::take_option(const Word& word, std::span<const char* const> typed, size_t& at) {
+  const Option& option = *word.option;
+  const char* value = word.value;
   if (option.value == nullptr && value != nullptr)
     return wrong("option --%s takes no value: expected --%s", option.name, option.name);
   if (option.value != nullptr && value == nullptr) {
     if (at + 1 == typed.size()) return wrong("option --%s needs a value: expected %s", option.name, option.value);
     value = typed[++at];
   }
-  values_[index] = option.value == nullptr ? kSwitchGiven : value;
+  values_[static_cast<size_t>(&option - command_.options.data())] = option.value == nullptr ? kSwitchGiven : value;
   return std::nullopt;
+}
+
+int Invocation::wrong_option(const char* typed) const {
+  Text names;
+  for (const Option& option : command_.options) {
+    append_name(names, "--");
+    names.append(option.name);
+  }
+  return wrong("unknown option %.*s: expected %s", static_cast<int>(strcspn(typed, "=")), typed,
+               names.empty() ? "none" : names.c_str());
 }
 
 int Invocation::wrong_number_of_arguments() const {
@@ -177,6 +213,17 @@ std::optional<uint32_t> Invocation::option_number(const char* option, uint32_t o
   Text what;
   what.format("--%s", option);
   return number(text, what.c_str(), minimum, maximum);
+}
+
+std::optional<uint32_t> Invocation::option_time(const char* option, uint32_t otherwise, uint32_t minimum,
+                                                uint32_t maximum) const {
+  const char* text = value(option);
+  if (text == nullptr) return otherwise;
+  std::optional<uint32_t> parsed = parse_time(text);
+  if (parsed && *parsed >= minimum && *parsed <= maximum) return parsed;
+  wrong("--%s '%s': expected seconds from %g to %g, with three decimals at most", option, text, minimum / 1e3,
+        maximum / 1e3);
+  return std::nullopt;
 }
 
 int Invocation::say(ExitCode code, const char* form, va_list values) const {
@@ -249,31 +296,34 @@ std::optional<uint32_t> parse_number(const char* text) {
   return static_cast<uint32_t>(value);
 }
 
-std::optional<unsigned> hex_digit(char c) {
-  if (c >= '0' && c <= '9') return static_cast<unsigned>(c - '0');
-  if (c >= 'a' && c <= 'f') return static_cast<unsigned>(c - 'a') + 10;
-  if (c >= 'A' && c <= 'F') return static_cast<unsigned>(c - 'A') + 10;
-  return std::nullopt;
-}
-
-bool colours_allowed(FILE* stream) {
-  const char* refusal = getenv("NO_COLOR");
-  if (refusal != nullptr && *refusal != '\0') return false;
-  const char* terminal = getenv("TERM");
-  if (terminal == nullptr || strcmp(terminal, "dumb") == 0) return false;
-  return isatty(fileno(stream)) == 1;
+std::optional<uint32_t> parse_time(const char* text) {
+  constexpr size_t kMostDecimals = 3;
+  constexpr char kDigits[] = "0123456789";
+  size_t whole = strspn(text, kDigits);
+  bool has_decimals = text[whole] == '.';
+  const char* decimals = text + whole + (has_decimals ? 1 : 0);
+  size_t count = strspn(decimals, kDigits);
+  if (whole == 0 || decimals[count] != '\0' || count > kMostDecimals || (count > 0) != has_decimals)
+    return std::nullopt;
+  Text digits;
+  digits.append({text, whole});
+  digits.append(decimals);
+  digits.append('0', kMostDecimals - count);
+  return parse_number(digits.c_str());
 }
 
 int run_program(const Program& program, std::span<const char* const> typed) {
-  if (typed.empty()) return unknown_first_word(program, nullptr);
+  if (typed.empty()) return wrong_first_word(program, nullptr);
   if (asks_for_help(typed[0])) {
     print_program_help(program);
     return kSuccess;
   }
   if (const Group* group = find_group(program, typed[0])) return run_in_group(program, *group, typed.subspan(1));
-  if (const Command* command = find_by_name(program.commands, typed[0]))
+  // Under the name that most tools have for it, too.
+  const char* name = strcmp(typed[0], "--version") == 0 ? "version" : typed[0];
+  if (const Command* command = find_by_name(program.commands, name))
     return run_command(program, nullptr, *command, typed.subspan(1));
-  return unknown_first_word(program, typed[0]);
+  return wrong_first_word(program, typed[0]);
 }
 
 } // namespace roq::tool

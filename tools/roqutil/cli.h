@@ -34,6 +34,7 @@ struct Option {
   const char* name;  // without its dashes
   const char* value; // what its value is called in the help; null when it takes none
   const char* meaning;
+  char letter = '\0'; // of its short form; only options without a value have one
 };
 
 struct Example {
@@ -41,18 +42,22 @@ struct Example {
   const char* meaning;
 };
 
+inline constexpr Option kHelpOption{"help", nullptr, "this text", 'h'};
 inline constexpr Option kJsonOption{"json", nullptr, "print JSON instead of text"};
+inline constexpr Option kJsonOnly[] = {kJsonOption}; // for commands that take no other
 inline constexpr int kAnyNumber = -1;
 
 class Invocation;
 
 struct Command {
   const char* name;
-  const char* arguments = "";    // as the help shows them: "ID [VALUE]"
+  // As the help shows them: "ID [VALUE]". The words in capitals say what belongs there, all over the tool in the same
+  // words (see Place), words between bars are to be typed as they are.
+  const char* arguments = "";
   int minimum = 0;               // number of arguments
   int maximum = 0;               // kAnyNumber: no limit
   const char* summary;           // one line, lower case, no full stop
-  const char* details = nullptr; // further lines of the help, as they are to appear
+  const char* details = nullptr; // further sentences of the help
   std::span<const Option> options = {};
   std::span<const Example> examples = {};
   // For commands whose arguments are a command line themselves: options end at the first argument.
@@ -68,13 +73,30 @@ struct Group {
   std::span<const Example> examples = {};
 };
 
+// What may be typed where the help shows a word in capitals.
+class Candidates;
+struct Place {
+  const char* word;
+  void (*add)(Candidates& candidates);
+};
+
 struct Program {
   const char* name;
   const char* summary;
   std::span<const Group* const> groups;
   std::span<const Command> commands;
   std::span<const Example> examples;
+  std::span<const Place> places = {};
 };
+
+// What a word that was typed behind a command's name is to the command.
+struct Word {
+  enum class Kind : uint8_t { argument, option, unknown_option, end_of_options, help };
+  Kind kind;
+  const Option* option = nullptr;
+  const char* value = nullptr; // that stands behind an equals sign
+};
+Word classify(const Command& command, const char* typed);
 
 // One call of a command: what was typed behind its name.
 class Invocation {
@@ -99,6 +121,8 @@ public:
                                  uint32_t maximum = UINT32_MAX) const;
   std::optional<uint32_t> option_number(const char* option, uint32_t otherwise, uint32_t minimum = 0,
                                         uint32_t maximum = UINT32_MAX) const;
+  // Likewise for a time, which is typed in seconds and given in milliseconds, as are the bounds.
+  std::optional<uint32_t> option_time(const char* option, uint32_t otherwise, uint32_t minimum, uint32_t maximum) const;
 
   // Messages that begin with the name of the command. `form` says "why; what to do".
   int wrong(const char* form, ...) const __attribute__((format(printf, 2, 3)));   // kUsage
@@ -115,7 +139,8 @@ public:
 private:
   size_t index_of(std::string_view option) const;
   const char* const* find(const char* option) const;
-  std::optional<int> take_option(std::span<const char* const> typed, size_t& at);
+  std::optional<int> take_option(const Word& word, std::span<const char* const> typed, size_t& at);
+  int wrong_option(const char* typed) const;
   int wrong_number_of_arguments() const;
   int say(ExitCode code, const char* form, va_list values) const __attribute__((format(printf, 3, 0)));
 
@@ -135,10 +160,8 @@ void warn(const char* form, ...) __attribute__((format(printf, 1, 2)));
 
 // A decimal number, or a hexadecimal one behind 0x; nothing when the text is anything else or needs more than 32 bits.
 std::optional<uint32_t> parse_number(const char* text);
-std::optional<unsigned> hex_digit(char c);
-
-// Colours belong on a terminal, and not there either when NO_COLOR says so.
-bool colours_allowed(FILE* stream);
+// Seconds with up to three decimals, as milliseconds.
+std::optional<uint32_t> parse_time(const char* text);
 
 // Runs what was typed (without the program's name) and returns the exit code.
 int run_program(const Program& program, std::span<const char* const> typed);

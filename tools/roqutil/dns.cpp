@@ -1,4 +1,5 @@
 // roqutil resolve, srv and dns: the DNS client.
+#include "bytes.h"
 #include "dns/commands.h"
 #include "dns/host.h"
 #include "dns/reply.h"
@@ -18,47 +19,45 @@ constexpr const char* kWrittenFiles[] = {"/var/voice_dns", "/var/wan/srv_result"
 
 // ---- resolve
 
-// The families to ask for, in order.
-struct Families {
-  int32_t numbers[2];
-  size_t count;
-};
-
-Families families_of(int32_t family) {
-  if (family != 0) return {{family, 0}, 1};
-  return {{AF_INET, AF_INET6}, 2};
+// The families to ask for, in order. None, after a message, when the options exclude each other.
+Array<int32_t> families_of(const Invocation& call) {
+  Array<int32_t> families;
+  if (call.has("ipv4") && call.has("ipv6")) {
+    call.wrong("--ipv4 and --ipv6: expected one of them, or neither for both families");
+    return families;
+  }
+  if (!call.has("ipv6")) families.add(AF_INET);
+  if (!call.has("ipv4")) families.add(AF_INET6);
+  return families;
 }
 
-int outcome(const Invocation& call, const char* name, bool resolved) {
-  return resolved ? kSuccess : call.no("'%s' could not be resolved; `roqutil dns trace` shows why", name);
+int outcome(const Invocation& call, bool resolved, const char* what_to_do) {
+  if (resolved) return kSuccess;
+  return call.no("'%s': no address came; %s", call.argument(0), what_to_do);
 }
 
 } // namespace
 
 int run_resolve(const Invocation& call) {
-  const auto wanted = wanted_name(call);
-  if (!wanted) return kUsage;
-  const Families families = families_of(wanted->family);
+  const Array<int32_t> families = families_of(call);
+  if (families.empty()) return kUsage;
   Host hosts[2];
   bool resolved = false;
-  for (size_t i = 0; i < families.count; ++i) {
-    look_up(hosts[i], wanted->name, families.numbers[i], call.value("source"));
+  for (size_t i = 0; i < families.size(); ++i) {
+    look_up(hosts[i], call.argument(0), families[i], call.value("source"));
     resolved |= hosts[i].code == 0;
     if (!call.json()) print_host(hosts[i]);
   }
-  if (call.json()) {
-    Json json;
-    json.begin_object();
-    json.member("name", wanted->name);
-    json.key("answers");
-    json.begin_array();
-    for (size_t i = 0; i < families.count; ++i)
-      add_host(json, hosts[i]);
-    json.end_array();
-    json.end_object();
-    json.print();
-  }
-  return outcome(call, wanted->name, resolved);
+  if (call.json())
+    print_object([&](Json& json) {
+      json.member("name", call.argument(0));
+      json.key("answers");
+      json.begin_array();
+      for (size_t i = 0; i < families.size(); ++i)
+        add_host(json, hosts[i]);
+      json.end_array();
+    });
+  return outcome(call, resolved, "'roqutil dns trace' shows why, 'roqutil doctor dns' whether the relay answers");
 }
 
 // ---- srv
@@ -107,7 +106,7 @@ void print_as_json(const char* service, const RoqSrvRecord* table) {
     json.member("weight", ntohs(record.weight));
     json.member("port", ntohs(record.port));
     json.member("target", static_cast<const char*>(record.target));
-    json.member("address", static_cast<const char*>(record.address));
+    json.member("address", record.address[0] != '\0' ? static_cast<const char*>(record.address) : nullptr);
     json.end_object();
   });
   json.end_array();
@@ -142,13 +141,13 @@ int run_srv(const Invocation& call) {
   const char* service = call.argument(0);
   const RoqSrvRecord* table = ROQ_UTIL_DnsSrvQuery(service, call.value("interface"));
   if (table == nullptr && g_resolvenums == 0)
-    return call.no("'%s': no SRV record came; without a message above, the server did not answer or knows none",
+    return call.no("'%s': no SRV record came; see the message above, or else whether the server answers and knows it",
                    service);
   if (call.json())
     print_as_json(service, table);
   else
     print_as_text(table);
-  return table != nullptr ? kSuccess : call.no("'%s': addresses came, but no SRV record", service);
+  return table != nullptr ? kSuccess : call.no("'%s': addresses came, but no SRV record; ask for a service", service);
 }
 
 // ---- dns trace
@@ -236,10 +235,10 @@ void add_attempt(Json& json, const Attempt& attempt, bool taken) {
 }
 
 // A lookup and its attempts; `json` is null for text.
-bool trace_family(const Invocation& call, const Wanted& wanted, int32_t family, Json* json) {
+bool trace_family(const Invocation& call, int32_t family, Json* json) {
   Host host;
   SocketTrace trace;
-  look_up(host, wanted.name, family, call.value("source"));
+  look_up(host, call.argument(0), family, call.value("source"));
   const std::span<const Attempt> attempts = trace.attempts();
   const bool resolved = host.code == 0;
   if (json != nullptr) {
@@ -262,29 +261,28 @@ bool trace_family(const Invocation& call, const Wanted& wanted, int32_t family, 
 }
 
 int run_trace(const Invocation& call) {
-  const auto wanted = wanted_name(call);
-  if (!wanted) return kUsage;
-  const Families families = families_of(wanted->family);
+  const Array<int32_t> families = families_of(call);
+  if (families.empty()) return kUsage;
   bool resolved = false;
   Json json;
   json.begin_object();
-  json.member("name", wanted->name);
+  json.member("name", call.argument(0));
   json.key("lookups");
   json.begin_array();
-  for (size_t i = 0; i < families.count; ++i)
-    resolved |= trace_family(call, *wanted, families.numbers[i], call.json() ? &json : nullptr);
+  for (int32_t family : families)
+    resolved |= trace_family(call, family, call.json() ? &json : nullptr);
   json.end_array();
   json.end_object();
   if (call.json()) json.print();
-  return resolved ? kSuccess : call.no("'%s' could not be resolved", wanted->name);
+  return outcome(call, resolved, "the attempts above show why");
 }
 
 constexpr Example kTraceExamples[] = {
     {"roqutil dns trace -4 example.net", "every attempt to resolve its IPv4 addresses, byte for byte"}};
 constexpr Command kCommands[] = {{.name = "trace",
-                                  .arguments = "[-4 | -6] NAME",
+                                  .arguments = "NAME",
                                   .minimum = 1,
-                                  .maximum = 2,
+                                  .maximum = 1,
                                   .summary = "show every attempt of a lookup and why its reply was not taken",
                                   .options = kResolveOptions,
                                   .examples = kTraceExamples,

@@ -7,7 +7,6 @@ namespace roq::tool {
 namespace {
 
 constexpr Option kWait{"wait", "SECONDS", "how long to wait for the lock (default 5)"};
-constexpr Option kJsonOnly[] = {kJsonOption};
 constexpr Option kWaitAndJson[] = {kWait, kJsonOption};
 
 constexpr Option kInitOptions[] = {{"size", "BYTES", "size of a new segment, 1024 to 0x80000 (default 0x10000)"},
@@ -43,7 +42,7 @@ constexpr Example kGetExamples[] = {{"roqutil gvar get 2:1", "variable 1 of modu
 constexpr Example kListExamples[] = {{"roqutil gvar list 2", "the variables of module 2, newest first"},
                                      {"roqutil gvar list 2 --json", "with their whole values"}};
 
-constexpr Option kWatchOptions[] = {{"interval", "MS", "milliseconds between two looks (default 200)"},
+constexpr Option kWatchOptions[] = {{"interval", "SECONDS", "time between two looks, 0.001 to 3600 (default 0.2)"},
                                     {"count", "NUMBER", "end after so many changes (default: never)"},
                                     {"hex", nullptr, "print the bytes as hex digits"},
                                     kJsonOption};
@@ -70,7 +69,7 @@ constexpr Example kRepairExamples[] = {
     {"roqutil gvar repair 2", "make module 2 usable again"},
     {"roqutil gvar repair 2 --release-unlisted", "and win back what deletions lost"}};
 
-constexpr Option kBenchOptions[] = {{"bytes", "NUMBER", "size of a value (default 64)"},
+constexpr Option kBenchOptions[] = {{"size", "BYTES", "size of a value (default 64)"},
                                     {"variables", "NUMBER", "how many variables there are (default 100)"},
                                     {"rounds", "NUMBER", "accesses of each kind in one of ten turns (default 10000)"},
                                     kJsonOption};
@@ -120,7 +119,7 @@ constexpr Command kCommands[] = {
      .maximum = 1,
      .summary = "print a variable",
      .details =
-         "Bytes that are no printable characters appear as \\n, \\t or \\x00, a backslash as \\\\.\n"
+         "Bytes that are no printable characters appear as \\n, \\t or \\x00, a backslash as \\\\. "
          "In JSON the value is {\"text\": ..., \"hex\": ...}; the text is null when the bytes are no UTF-8 or hold "
          "a zero byte.",
      .options = kGetOptions,
@@ -148,8 +147,8 @@ constexpr Command kCommands[] = {
      .maximum = 1,
      .summary = "delete a variable, after telling what that does to the list",
      .details =
-         "A deletion cuts the list behind the variable: newer variables disappear with it. Deleting the newest one\n"
-         "ends the deleting process, and other deletions mostly do. The tool says what will happen, asks for\n"
+         "A deletion cuts the list behind the variable: newer variables disappear with it. Deleting the newest one "
+         "ends the deleting process, and other deletions mostly do. The tool says what will happen, asks for "
          "--force, and deletes in a process of its own.",
      .options = kDeleteOptions,
      .examples = kDeleteExamples,
@@ -177,8 +176,8 @@ constexpr Command kCommands[] = {
      .maximum = 1,
      .summary = "name every broken invariant of a module's segment",
      .details =
-         "Exit code 0 when there is none, 1 when there is one. Blocks that no listed variable uses are counted, and\n"
-         "are no damage: a deletion dropped them, or they are a module's own allocations. Notes are no damage,\n"
+         "Exit code 0 when there is none, 1 when there is one. Blocks that no listed variable uses are counted, and "
+         "are no damage: a deletion dropped them, or they are a module's own allocations. Notes are no damage, "
          "either: locking that is switched off, releases that failed, freed memory that was written to.",
      .options = kWaitAndJson,
      .examples = kCheckExamples,
@@ -189,10 +188,10 @@ constexpr Command kCommands[] = {
      .maximum = 1,
      .summary = "make a damaged module usable again",
      .details =
-         "Under the writer's lock, the header, the free list, the prevfree tags and the statistics are rebuilt from\n"
-         "the block chain, and the variable list is cut in front of the first variable that cannot be proved.\n"
+         "Under the writer's lock, the header, the free list, the prevfree tags and the statistics are rebuilt from "
+         "the block chain, and the variable list is cut in front of the first variable that cannot be proved. "
          "When the block chain itself is broken nothing is changed (exit code 1). Restart processes that hold "
-         "addresses\n"
+         "addresses "
          "of values or buffers: what was cut or released may be used for something else.",
      .options = kRepairOptions,
      .examples = kRepairExamples,
@@ -213,7 +212,7 @@ const Group gvar_group{.name = "gvar",
                        .summary = "the store of variables that all processes share",
                        .details =
                            "MODULE is a number from 0 to 6. ID is MODULE:NUMBER, such as 2:1, or one number, such "
-                           "as 0x00020001.\nNumbers are decimal, or hexadecimal behind 0x.",
+                           "as 0x00020001. Numbers are decimal, or hexadecimal behind 0x.",
                        .commands = kCommands,
                        .examples = kGroupExamples};
 

@@ -1,5 +1,6 @@
 #include "json.h"
 
+#include "bytes.h"
 #include <cinttypes>
 #include <cmath>
 
@@ -8,66 +9,18 @@ namespace {
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 
-bool continues(std::string_view bytes, size_t index) {
-  return index < bytes.size() && (static_cast<unsigned char>(bytes[index]) & 0xC0) == 0x80;
-}
-
 void append_ascii(Text& out, char c) {
-  switch (c) {
-  case '"':
+  if (c == '"')
     out.append("\\\"");
-    return;
-  case '\\':
-    out.append("\\\\");
-    return;
-  case '\n':
-    out.append("\\n");
-    return;
-  case '\r':
-    out.append("\\r");
-    return;
-  case '\t':
-    out.append("\\t");
-    return;
-  default:
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F)
-      out.format("\\u%04x", static_cast<unsigned>(c));
-    else
-      out.append(c);
-  }
+  else if (const char* escape = short_escape(c))
+    out.append(escape);
+  else if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F)
+    out.format("\\u%04x", static_cast<unsigned>(c));
+  else
+    out.append(c);
 }
 
 } // namespace
-
-// The second byte alone tells overlong forms, surrogates and what lies behind U+10FFFF.
-size_t utf8_length(std::string_view bytes) {
-  auto first = static_cast<unsigned char>(bytes[0]);
-  if (first < 0x80) return 1;
-  if (first < 0xC2 || first > 0xF4 || !continues(bytes, 1)) return 0;
-  if (first < 0xE0) return 2;
-  auto second = static_cast<unsigned char>(bytes[1]);
-  if (first < 0xF0) {
-    bool shortest = first != 0xE0 || second >= 0xA0;
-    bool surrogate = first == 0xED && second >= 0xA0;
-    return shortest && !surrogate && continues(bytes, 2) ? 3 : 0;
-  }
-  bool in_range = (first != 0xF0 || second >= 0x90) && (first != 0xF4 || second < 0x90);
-  return in_range && continues(bytes, 2) && continues(bytes, 3) ? 4 : 0;
-}
-
-bool is_utf8(std::string_view bytes) {
-  while (!bytes.empty()) {
-    size_t length = utf8_length(bytes);
-    if (length == 0) return false;
-    bytes.remove_prefix(length);
-  }
-  return true;
-}
-
-void append_hex(Text& out, std::string_view bytes) {
-  for (char byte : bytes)
-    out.format("%02x", static_cast<unsigned>(static_cast<unsigned char>(byte)));
-}
 
 void Json::separate() {
   if (needs_comma_) out_.append(',');
@@ -110,6 +63,14 @@ void Json::key(const char* name) {
 void Json::text(std::string_view value) {
   separate();
   quote(value);
+}
+
+void Json::member(const char* name, const char* value) {
+  key(name);
+  if (value == nullptr)
+    null();
+  else
+    text(value);
 }
 
 void Json::bytes(std::string_view value) {

@@ -13,11 +13,6 @@
 
 namespace roq::tool {
 
-// Length of the well-formed UTF-8 sequence at the front of the bytes, 0 when there is none.
-size_t utf8_length(std::string_view bytes);
-bool is_utf8(std::string_view bytes);
-void append_hex(Text& out, std::string_view bytes);
-
 class Json {
 public:
   void begin_object() { open('{'); }
@@ -34,8 +29,9 @@ public:
   void null();
   void hex_number(uint32_t value); // a text such as "0x00020001"
 
-  // A key with its value.
-  void member(const char* name, const char* value) { key(name), text(value); }
+  // A key with its value; a null text is the value null.
+  void member(const char* name, const char* value);
+  void member_null(const char* name) { key(name), null(); }
   void member(const char* name, std::string_view value) { key(name), text(value); }
   void member(const char* name, bool value) { key(name), boolean(value); }
   void member(const char* name, std::integral auto value) { key(name), number(static_cast<int64_t>(value)); }
@@ -54,6 +50,15 @@ private:
   Text out_;
   bool needs_comma_ = false;
 };
+
+// Prints one object; `add_members` writes what is in it.
+template <typename AddMembers> void print_object(AddMembers add_members) {
+  Json json;
+  json.begin_object();
+  add_members(json);
+  json.end_object();
+  json.print();
+}
 
 } // namespace roq::tool
 

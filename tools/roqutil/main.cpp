@@ -1,7 +1,9 @@
-#include "cli.h"
+#include "complete.h"
 #include "dns/commands.h"
 #include "groups.h"
+#include "gvar/places.h"
 #include "json.h"
+#include "net/interfaces.h"
 #include "process_commands.h"
 #include "strutil_commands.h"
 #include "validate_commands.h"
@@ -15,45 +17,61 @@ namespace {
 
 int run_version(const Invocation& call) {
   if (call.json()) {
-    Json json;
-    json.begin_object();
-    json.member("tool", ROQ_TOOL_VERSION);
-    json.member("library", ROQ_UTIL_GetVersion());
-    json.end_object();
-    json.print();
+    print_object([](Json& json) {
+      json.member("tool", ROQ_TOOL_VERSION);
+      json.member("library", ROQ_UTIL_GetVersion());
+    });
     return kSuccess;
   }
   printf("roqutil %s\n%s\n", ROQ_TOOL_VERSION, ROQ_UTIL_GetVersion());
   return kSuccess;
 }
 
-constexpr Option kVersionOptions[] = {kJsonOption};
+int run_complete(const Invocation& call);
+
 constexpr Example kVersionExamples[] = {{"roqutil version", "the version of this tool and of its library"},
                                         {"roqutil version --json", "the same for a program"}};
-constexpr Command kCommands[] = {kResolveCommand,
-                                 kSrvCommand,
-                                 {.name = "version",
-                                  .summary = "print the version of the tool and of the library",
-                                  .options = kVersionOptions,
-                                  .examples = kVersionExamples,
-                                  .run = run_version},
-                                 kParseCommand,
-                                 kExecCommand,
-                                 kShCommand,
-                                 kWhichCommand,
-                                 kPidCommand,
-                                 kStopCommand,
-                                 kLockCommand,
-                                 kCidrCommand,
-                                 kMinutesCommand,
-                                 kSplitCommand,
-                                 kTrimCommand,
-                                 kShellQuoteCommand,
-                                 kFieldCommand};
+constexpr Example kCompleteExamples[] = {{"roqutil complete -- gvar get --", "the options of 'gvar get'"},
+                                         {"roqutil complete -- gvar get 2:", "the ids of module 2"}};
+constexpr Command kCommands[] = {
+    kResolveCommand,
+    kSrvCommand,
+    {.name = "version",
+     .summary = "print the version of the tool and of the library",
+     .options = kJsonOnly,
+     .examples = kVersionExamples,
+     .run = run_version},
+    {.name = "complete",
+     .arguments = "[WORD...]",
+     .maximum = kAnyNumber,
+     .summary = "print what the last word may become, for the shell's completion",
+     .details = "The words are those behind 'roqutil'; put -- in front of them. FILE, DIRECTORY and COMMAND stand for "
+                "what the shell knows better.",
+     .options = kJsonOnly,
+     .examples = kCompleteExamples,
+     .options_come_first = true,
+     .run = run_complete},
+    kParseCommand,
+    kExecCommand,
+    kShCommand,
+    kWhichCommand,
+    kPidCommand,
+    kStopCommand,
+    kLockCommand,
+    kCidrCommand,
+    kMinutesCommand,
+    kSplitCommand,
+    kTrimCommand,
+    kShellQuoteCommand,
+    kFieldCommand};
 
 const Group* const kGroups[] = {
     &dns_group, &gvar_group, &net_group, &module_group, &firewall_group, &check_group, &base64_group,
 };
+
+constexpr Place kPlaces[] = {{"MODULE", gvar::add_modules},
+                             {"ID", gvar::add_variables},
+                             {"INTERFACE", net::add_interfaces}};
 
 constexpr Example kExamples[] = {{"roqutil gvar init 2", "create module 2 of the variable store"},
                                  {"roqutil gvar set 2:1 ppp0", "set its variable 1"},
@@ -63,7 +81,27 @@ const Program kProgram{.name = "roqutil",
                        .summary = "the toolbox of the home gateway, on the command line",
                        .groups = kGroups,
                        .commands = kCommands,
-                       .examples = kExamples};
+                       .examples = kExamples,
+                       .places = kPlaces};
+
+int run_complete(const Invocation& call) {
+  const char* nothing = "";
+  std::span<const char* const> words = call.arguments();
+  if (words.empty()) words = {&nothing, 1};
+  Candidates candidates(words.back());
+  complete(candidates, kProgram, words);
+  if (!call.json()) {
+    fputs(candidates.lines().c_str(), stdout);
+    return kSuccess;
+  }
+  Json json;
+  json.begin_array();
+  for (std::string_view rest = candidates.lines().view(); !rest.empty();)
+    json.text(take_word(rest, '\n'));
+  json.end_array();
+  json.print();
+  return kSuccess;
+}
 
 // Output that did not arrive is a failure, whatever the command thinks of it.
 int close_output(int code) {

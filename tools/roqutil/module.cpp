@@ -2,6 +2,7 @@
 #include "groups.h"
 
 #include "json.h"
+#include "one_word.h"
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -19,7 +20,7 @@ constexpr char kSuffix[] = ".ko";
 bool table_is_readable() { return access(kTable, R_OK) == 0; }
 
 int refuse_without_table(const Invocation& call) {
-  return call.refused("%s: %s; this kernel may have no loadable modules", kTable, strerror(errno));
+  return call.refused("%s: %s; use a kernel with loadable modules", kTable, strerror(errno));
 }
 
 // The kernel knows a module by its file's name with '_' for '-'.
@@ -70,14 +71,23 @@ int run_list(const Invocation& call) {
   return kSuccess;
 }
 
-// The library makes a command line of the arguments.
-bool is_one_word(const char* argument) { return *argument != '\0' && strpbrk(argument, " \t\r\n\"'\\<>&") == nullptr; }
+void add_outcome(Json& json, const char* name, bool was_loaded, bool is_loaded_now) {
+  json.begin_object();
+  json.member("module", name);
+  json.member("was_loaded", was_loaded);
+  json.member("loaded", is_loaded_now);
+  json.end_object();
+}
 
-std::optional<int> refuse_other_words(const Invocation& call) {
-  for (const char* argument : call.arguments()) {
-    if (!is_one_word(argument)) return call.wrong("'%s': expected a name without blanks and quotes", argument);
+int print_outcome(const Invocation& call, const char* name, bool was_loaded, bool is_loaded_now, const char* words) {
+  if (call.json()) {
+    Json json;
+    add_outcome(json, name, was_loaded, is_loaded_now);
+    json.print();
+  } else {
+    printf("%s: %s\n", name, words);
   }
-  return std::nullopt;
+  return kSuccess;
 }
 
 int run_insert(const Invocation& call) {
@@ -88,8 +98,7 @@ int run_insert(const Invocation& call) {
   ROQ_UTIL_InsertModule(name, directory);
   if (!is_loaded(name))
     return call.refused("%s is not loaded: insmod %s/%s.ko did not help; see what it said", name, directory, name);
-  printf("%s: %s\n", name, was_loaded ? "was loaded already" : "loaded");
-  return kSuccess;
+  return print_outcome(call, name, was_loaded, true, was_loaded ? "was loaded already" : "loaded");
 }
 
 int run_remove(const Invocation& call) {
@@ -99,8 +108,7 @@ int run_remove(const Invocation& call) {
   bool was_loaded = is_loaded(name);
   ROQ_UTIL_RemoveModule(name, directory);
   if (is_loaded(name)) return call.refused("%s is still loaded: rmmod did not help; see what it said", name);
-  printf("%s: %s\n", name, was_loaded ? "unloaded" : "was not loaded");
-  return kSuccess;
+  return print_outcome(call, name, was_loaded, false, was_loaded ? "unloaded" : "was not loaded");
 }
 
 struct ModuleFile {
@@ -130,21 +138,29 @@ int run_insert_dir(const Invocation& call) {
   Array<ModuleFile> files;
   if (!read_directory(call.argument(0), files) || ROQ_UTIL_InsertModulesDir(call.argument(0)) != 1)
     return call.refused("'%s': %s; name a directory with module files", call.argument(0), strerror(errno));
+  Json json;
+  json.begin_array();
   int missing = 0;
   for (const ModuleFile& file : files) {
     bool loaded = is_loaded(file.name);
     if (!loaded) ++missing;
-    printf("%s: %s\n", file.name, file.was_loaded ? "was loaded already" : loaded ? "loaded" : "not loaded");
+    if (call.json())
+      add_outcome(json, file.name, file.was_loaded, loaded);
+    else
+      printf("%s: %s\n", file.name, file.was_loaded ? "was loaded already" : loaded ? "loaded" : "not loaded");
   }
-  if (missing > 0) return call.refused("%d of %zu modules are not loaded; see what insmod said", missing, files.size());
+  json.end_array();
+  if (call.json()) json.print();
+  if (missing > 0)
+    return call.refused("%d of %zu modules are not loaded: insmod did not help; see what it said", missing,
+                        files.size());
   return kSuccess;
 }
 
 constexpr char kLooseMatch[] =
-    "A module counts as loaded when a blank follows the first occurrence of its name in a line of\n"
+    "A module counts as loaded when a blank follows the first occurrence of its name in a line of "
     "/proc/modules, so \"usb\" is also found at the end of \"foo_usb\".";
 
-constexpr Option kListOptions[] = {kJsonOption};
 constexpr Example kListExamples[] = {{"roqutil module list", "what is loaded"},
                                      {"roqutil module list --json", "the same for a program"}};
 constexpr Example kInsertExamples[] = {
@@ -156,7 +172,7 @@ constexpr Example kInsertDirExamples[] = {{"roqutil module insert-dir /lib/modul
 constexpr Command kCommands[] = {
     {.name = "list",
      .summary = "print the loaded modules",
-     .options = kListOptions,
+     .options = kJsonOnly,
      .examples = kListExamples,
      .run = run_list},
     {.name = "insert",
@@ -165,6 +181,7 @@ constexpr Command kCommands[] = {
      .maximum = 2,
      .summary = "load DIRECTORY/NAME.ko unless it is loaded",
      .details = kLooseMatch,
+     .options = kJsonOnly,
      .examples = kInsertExamples,
      .run = run_insert},
     {.name = "remove",
@@ -173,6 +190,7 @@ constexpr Command kCommands[] = {
      .maximum = 2,
      .summary = "unload a module if it is loaded",
      .details = kLooseMatch,
+     .options = kJsonOnly,
      .examples = kRemoveExamples,
      .run = run_remove},
     {.name = "insert-dir",
@@ -181,6 +199,7 @@ constexpr Command kCommands[] = {
      .maximum = 1,
      .summary = "load every module file of a directory, in the order of its listing",
      .details = "Dependencies are not looked at. Files such as foo.ko.old stand for foo, too.",
+     .options = kJsonOnly,
      .examples = kInsertDirExamples,
      .run = run_insert_dir},
 };

@@ -1,13 +1,13 @@
 // roqutil net: routes, addresses, counters and names of interfaces.
 #include "groups.h"
 
-#include "json.h"
+#include "answer.h"
+#include "net/interfaces.h"
 #include "net/statistics.h"
 #include <arpa/inet.h>
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <net/if.h>
 #include <roqutil/netinfo.h>
 #include <unistd.h>
 
@@ -19,75 +19,58 @@ constexpr size_t kNameSize = 64;
 // The library prints on standard output when it cannot open a table; the tool says it its own way, and first.
 bool is_readable(const char* table) { return access(table, R_OK) == 0; }
 
-// One fact of one interface, as text or as an object of two members.
-int print_fact(const Invocation& call, const char* key, const char* value) {
-  if (!call.json()) {
-    puts(value);
-    return kSuccess;
-  }
-  Json json;
-  json.begin_object();
-  json.member("interface", call.argument(0));
-  json.member(key, value);
-  json.end_object();
-  json.print();
-  return kSuccess;
-}
-
-bool exists(const char* interface) { return if_nametoindex(interface) != 0; }
-
-int no_such_interface(const Invocation& call) {
-  return call.no("'%s': there is no such interface; 'ip link' shows all", call.argument(0));
-}
-
-void add_route(Json& json, const char* family, const char* name) {
-  json.key(family);
-  if (name[0] == '\0')
-    json.null();
-  else
-    json.text(name);
-}
+const char* text_or_null(const char* name) { return name[0] == '\0' ? nullptr : name; }
 
 int run_routes(const Invocation& call) {
   constexpr char kTable[] = "/proc/net/route";
-  if (!is_readable(kTable)) return call.refused("%s: %s; is /proc mounted?", kTable, strerror(errno));
+  if (!is_readable(kTable)) return call.refused("%s: %s; mount /proc", kTable, strerror(errno));
   char ipv4[kNameSize] = "", ipv6[kNameSize] = "";
   ROQ_UTIL_GetDefaultRouteInterfaceName(ipv4);
   // Where the kernel has no IPv6 there is no table, and no route.
   ROQ_UTIL_GetIPv6DefaultRouteInterfaceName(ipv6, sizeof ipv6);
-  if (call.json()) {
-    Json json;
-    json.begin_object();
-    add_route(json, "ipv4", ipv4);
-    add_route(json, "ipv6", ipv6);
-    json.end_object();
-    json.print();
-  } else {
+  if (call.json())
+    print_object([&](Json& json) {
+      json.member("ipv4", text_or_null(ipv4));
+      json.member("ipv6", text_or_null(ipv6));
+    });
+  else
     printf("IPv4  %s\nIPv6  %s\n", ipv4[0] == '\0' ? "none" : ipv4, ipv6[0] == '\0' ? "none" : ipv6);
-  }
   return ipv4[0] == '\0' && ipv6[0] == '\0' ? kNo : kSuccess;
 }
 
+// One fact of one interface.
+int print_fact(const Invocation& call, const char* key, const char* value) {
+  return print_answer(call, value, [&](Json& json) {
+    json.member("interface", call.argument(0));
+    json.member(key, value);
+  });
+}
+
 int run_addr(const Invocation& call) {
-  if (!exists(call.argument(0))) return no_such_interface(call);
+  const char* interface = call.argument(0);
+  if (auto code = net::refuse_unknown(call, interface)) return *code;
   sockaddr_in address;
-  if (ROQ_UTIL_GetIpByName(call.argument(0), &address) != 0) return call.no("%s has no IPv4 address", call.argument(0));
+  if (ROQ_UTIL_GetIpByName(interface, &address) != 0)
+    return call.no("'%s': it has no IPv4 address; 'ip address' shows what it has", interface);
   char text[INET_ADDRSTRLEN];
   return print_fact(call, "address", inet_ntop(AF_INET, &address.sin_addr, text, sizeof text));
 }
 
 int run_peer(const Invocation& call) {
-  if (!exists(call.argument(0))) return no_such_interface(call);
+  const char* interface = call.argument(0);
+  if (auto code = net::refuse_unknown(call, interface)) return *code;
   char text[INET_ADDRSTRLEN];
-  if (ROQ_UTIL_GetIfDestAddr(call.argument(0), text) != 1) return call.no("%s has no IPv4 address", call.argument(0));
+  if (ROQ_UTIL_GetIfDestAddr(interface, text) != 1)
+    return call.no("'%s': it has no IPv4 address; 'ip address' shows what it has", interface);
   return print_fact(call, "peer", text);
 }
 
 int run_link6(const Invocation& call) {
-  if (!exists(call.argument(0))) return no_such_interface(call);
+  const char* interface = call.argument(0);
+  if (auto code = net::refuse_unknown(call, interface)) return *code;
   char text[INET6_ADDRSTRLEN];
-  if (ROQ_UTIL_GetIpv6LinkAddress(call.argument(0), text) != 1)
-    return call.no("%s has no IPv6 link-local address", call.argument(0));
+  if (ROQ_UTIL_GetIpv6LinkAddress(interface, text) != 1)
+    return call.no("'%s': it has no IPv6 link-local address; 'ip -6 address' shows what it has", interface);
   return print_fact(call, "link_local", text);
 }
 
@@ -96,34 +79,24 @@ int run_ifname(const Invocation& call) {
   if (!number) return kUsage;
   char name[kNameSize];
   if (ROQ_UTIL_GetInterfaceNameById(*number, name) != 1)
-    return call.no("no interface has the number %u; 1 to 4, 13 to 16 and 21 to 30 have one", *number);
-  if (!call.json()) {
-    puts(name);
-    return kSuccess;
-  }
-  Json json;
-  json.begin_object();
-  json.member("number", *number);
-  json.member("interface", name);
-  json.end_object();
-  json.print();
-  return kSuccess;
+    return call.no("%u: no interface has this number; 1 to 4, 13 to 16 and 21 to 30 have one", *number);
+  return print_answer(call, name, [&](Json& json) {
+    json.member("number", *number);
+    json.member("interface", name);
+  });
 }
 
 int run_iftype(const Invocation& call) {
   uint32_t type = ROQ_UTIL_GetIntfType(call.argument(0));
-  if (type == 0) return call.no("the configuration manager gave no type for '%s'; is it running?", call.argument(0));
-  if (!call.json()) {
-    printf("%u\n", type);
-    return kSuccess;
-  }
-  Json json;
-  json.begin_object();
-  json.member("interface", call.argument(0));
-  json.member("type", type);
-  json.end_object();
-  json.print();
-  return kSuccess;
+  if (type == 0)
+    return call.no("'%s': the configuration manager gave no type; 'roqutil doctor bus' shows whether it answers",
+                   call.argument(0));
+  Text line;
+  line.format("%u", type);
+  return print_answer(call, line.c_str(), [&](Json& json) {
+    json.member("interface", call.argument(0));
+    json.member("type", type);
+  });
 }
 
 constexpr const char* kModemKinds[] = {"pcui", "modem", "voice"};
@@ -136,30 +109,25 @@ uint32_t modem_kind(const char* word) {
 }
 
 int run_modem(const Invocation& call) {
-  uint32_t kind = modem_kind(call.argument(0));
-  if (kind == 0) return call.wrong("kind '%s': expected pcui, modem or voice", call.argument(0));
+  const char* word = call.argument(0);
+  uint32_t kind = modem_kind(word);
+  if (kind == 0) return call.wrong("kind '%s': expected pcui, modem or voice", word);
   constexpr char kTable[] = "/proc/proc_user_umts";
-  if (!is_readable(kTable)) return call.refused("%s: %s; is the modem's driver loaded?", kTable, strerror(errno));
+  if (!is_readable(kTable)) return call.refused("%s: %s; load the modem's driver", kTable, strerror(errno));
   char node[kNameSize];
-  if (ROQ_Get3GUsbStickNode(kind, node) != 1) return call.no("the modem has no %s port", call.argument(0));
-  if (!call.json()) {
-    puts(node);
-    return kSuccess;
-  }
-  Json json;
-  json.begin_object();
-  json.member("kind", call.argument(0));
-  json.member("node", node);
-  json.end_object();
-  json.print();
-  return kSuccess;
+  if (ROQ_Get3GUsbStickNode(kind, node) != 1)
+    return call.no("'%s': the modem has no such port; %s lists those it has", word, kTable);
+  return print_answer(call, node, [&](Json& json) {
+    json.member("kind", word);
+    json.member("node", node);
+  });
 }
 
-constexpr Option kJsonOnly[] = {kJsonOption};
-constexpr Option kStatOptions[] = {{"watch", nullptr, "go on printing, with what came and went per second"},
-                                   {"interval", "SECONDS", "time between two tables of --watch, 1 to 3600 (default 1)"},
-                                   {"count", "N", "end --watch after N tables (default: never)"},
-                                   kJsonOption};
+constexpr Option kStatOptions[] = {
+    {"watch", nullptr, "go on printing, with what came and went per second"},
+    {"interval", "SECONDS", "time between two tables of --watch, 0.1 to 3600 (default 1)"},
+    {"count", "NUMBER", "end --watch after so many tables (default: never)"},
+    kJsonOption};
 
 constexpr Example kRoutesExamples[] = {{"roqutil net routes", "the interfaces of both default routes"},
                                        {"roqutil net routes --json", "the same for a program"}};
@@ -177,7 +145,7 @@ constexpr Example kModemExamples[] = {{"roqutil net modem pcui", "the device nod
 constexpr Command kCommands[] = {
     {.name = "routes",
      .summary = "print the interfaces of the IPv4 and the IPv6 default route",
-     .details = "Of several IPv4 default routes the kernel's first one counts, of several IPv6 ones the one with the\n"
+     .details = "Of several IPv4 default routes the kernel's first one counts, of several IPv6 ones the one with the "
                 "lowest metric. The exit code is 1 when there is neither.",
      .options = kJsonOnly,
      .examples = kRoutesExamples,
@@ -232,10 +200,10 @@ constexpr Command kCommands[] = {
      .examples = kIftypeExamples,
      .run = run_iftype},
     {.name = "modem",
-     .arguments = "KIND",
+     .arguments = "pcui|modem|voice",
      .minimum = 1,
      .maximum = 1,
-     .summary = "print a device node of the mobile-broadband stick: pcui, modem or voice",
+     .summary = "print a device node of the mobile-broadband stick",
      .options = kJsonOnly,
      .examples = kModemExamples,
      .run = run_modem},

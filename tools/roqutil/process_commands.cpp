@@ -1,8 +1,8 @@
 // roqutil parse, exec, sh, which, pid, stop, lock: process control.
 #include "process_commands.h"
 
-#include "gvar/values.h"
-#include "json.h"
+#include "answer.h"
+#include "bytes.h"
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -13,8 +13,6 @@
 
 namespace roq::tool {
 namespace {
-
-using gvar::append_readable;
 
 constexpr size_t kLongestCommand = 4096;
 constexpr size_t kLongestStopName = 11;
@@ -48,26 +46,25 @@ private:
   bool succeeded_;
 };
 
-int cannot_be_parsed(const Invocation& call, const char* line) {
+// Why the library does not take a line.
+Text parse_failure(const char* line) {
+  Text why;
   size_t length = strlen(line);
   if (length > kLongestCommand)
-    return call.wrong("a line of %zu characters: expected %zu at most", length, kLongestCommand);
-  return call.wrong("an open quote: expected every quoted run to be closed, and no escaped quote inside one");
+    why.format("a line of %zu characters: expected %zu at most", length, kLongestCommand);
+  else
+    why.append("an open quote: expected every quoted run to be closed, and no escaped quote inside one");
+  return why;
 }
 
 void print_file(const char* output, const char* file, bool append) {
   if (file == nullptr) return;
-  Text line;
-  append_readable(line, file);
-  printf("%-10s  %s %s\n", output, append ? ">>" : ">", line.c_str());
+  printf("%-10s  %s %s\n", output, append ? ">>" : ">", readable(file).c_str());
 }
 
 void print_table(const Parsed& parsed) {
-  for (size_t i = 0; i < parsed.arguments().size(); ++i) {
-    Text line;
-    append_readable(line, parsed.arguments()[i]);
-    printf("%-10zu  %s\n", i, line.c_str());
-  }
+  for (size_t i = 0; i < parsed.arguments().size(); ++i)
+    printf("%-10zu  %s\n", i, readable(parsed.arguments()[i]).c_str());
   const RedirectPlan& plan = parsed.plan();
   print_file("output", plan.pcStdoutFile, plan.bStdoutAppend != 0);
   print_file("error", plan.pcStderrFile, plan.bStderrAppend != 0);
@@ -105,12 +102,10 @@ void print_json(const Parsed& parsed) {
 // Tells how a program ended and gives the exit code that passes it on.
 int pass_on(const Invocation& call, uint32_t signal, uint32_t exit_code) {
   if (call.json()) {
-    Json json;
-    json.begin_object();
-    json.member("signal", signal);
-    json.member("exit_code", exit_code);
-    json.end_object();
-    json.print();
+    print_object([&](Json& json) {
+      json.member("signal", signal);
+      json.member("exit_code", exit_code);
+    });
   } else if (signal != 0) {
     fprintf(stderr, "roqutil: %s: killed by signal %u (%s)\n", call.path(), signal,
             strsignal(static_cast<int>(signal)));
@@ -125,11 +120,12 @@ bool is_found(const char* program) {
   return ROQ_UTIL_GetExeFullPath(program, path, sizeof path) == 0;
 }
 
-int not_found(const Invocation& call, const char* program) {
-  Text folders;
+Text missing(const char* program) {
+  Text text, folders;
   for (const char* const* folder = g_apcBinSearchPath; *folder != nullptr; ++folder)
     folders.format("%s%s", folders.empty() ? "" : ", ", *folder);
-  return call.refused("'%s': no such program in %s; give its path", program, folders.c_str());
+  text.format("'%s': no such program in %s; give its path", program, folders.c_str());
+  return text;
 }
 
 } // namespace
@@ -137,7 +133,7 @@ int not_found(const Invocation& call, const char* program) {
 int run_parse(const Invocation& call) {
   const char* line = call.argument(0);
   Parsed parsed(line, !call.has("no-plan"));
-  if (!parsed.succeeded()) return cannot_be_parsed(call, line);
+  if (!parsed.succeeded()) return call.no("%s; see 'roqutil parse --help'", parse_failure(line).c_str());
   if (call.json())
     print_json(parsed);
   else
@@ -147,20 +143,21 @@ int run_parse(const Invocation& call) {
 
 int run_exec(const Invocation& call) {
   const char* line = call.argument(0);
-  auto limit = call.option_number("time-limit", 0, 1, INT32_MAX);
-  if (!limit) return kUsage;
+  auto interval = call.option_time("interval", 0, 1, INT32_MAX);
+  if (!interval) return kUsage;
   Parsed parsed(line, true);
-  if (!parsed.succeeded()) return cannot_be_parsed(call, line);
+  if (!parsed.succeeded()) return call.wrong("%s", parse_failure(line).c_str());
   if (parsed.arguments().empty()) return call.wrong("no program: expected a command line");
   const char* program = parsed.arguments()[0];
-  if (!is_found(program)) return not_found(call, program);
+  if (!is_found(program)) return call.refused("%s", missing(program).c_str());
 
   bool detached = call.has("detach") || parsed.plan().bBackground != 0;
-  int32_t time_limit = *limit != 0 ? static_cast<int32_t>(*limit) : kUntilItEnds;
+  // What the library calls a time limit ends no wait: it sets how often the program is looked at.
+  int32_t time_limit = *interval != 0 ? static_cast<int32_t>(*interval) : kUntilItEnds;
   uint32_t signal = 0, exit_code = 0;
   fflush(stdout); // which the launched program might write a second time
   int32_t launched = ROQ_UTIL_ForkProcess(line, detached ? kDetached : time_limit, &signal, &exit_code);
-  if (launched < 0) return call.refused("'%s': %s", program, strerror(errno));
+  if (launched < 0) return call.refused("'%s': it could not be started: %s; try again", program, strerror(errno));
   if (detached) return kSuccess;
   return pass_on(call, signal, exit_code);
 }
@@ -173,10 +170,13 @@ int run_sh(const Invocation& call) {
   auto status = static_cast<int>(*limit != 0 ? ROQ_UTIL_ExecCmd_ByTime(line, *limit)
                                              : static_cast<int32_t>(ROQ_UTIL_ExecCmd(line, nullptr)));
   if (status == -1) {
-    return *limit != 0 ? call.refused("the limit of %u s is over; the shell was terminated", *limit)
-                       : call.refused("the shell: %s", strerror(errno));
+    return *limit != 0
+               ? call.refused("the limit of %u s is over: the shell was terminated; see whether its programs still run",
+                              *limit)
+               : call.refused("the shell could not be started: %s; try again", strerror(errno));
   }
-  if (WIFSTOPPED(status)) return call.refused("the shell was stopped by signal %d", WSTOPSIG(status));
+  if (WIFSTOPPED(status))
+    return call.refused("the shell was stopped by signal %d: it still exists; continue or kill it", WSTOPSIG(status));
   uint32_t signal = WIFSIGNALED(status) ? static_cast<uint32_t>(WTERMSIG(status)) : 0;
   return pass_on(call, signal, static_cast<uint32_t>(WEXITSTATUS(status)));
 }
@@ -184,18 +184,11 @@ int run_sh(const Invocation& call) {
 int run_which(const Invocation& call) {
   const char* name = call.argument(0);
   char path[PATH_MAX];
-  if (ROQ_UTIL_GetExeFullPath(name, path, sizeof path) != 0) return call.no("'%s': no such program", name);
-  if (call.json()) {
-    Json json;
-    json.begin_object();
+  if (ROQ_UTIL_GetExeFullPath(name, path, sizeof path) != 0) return call.no("%s", missing(name).c_str());
+  return print_answer(call, path, [&](Json& json) {
     json.member("name", name);
     json.member("path", path);
-    json.end_object();
-    json.print();
-  } else {
-    puts(path);
-  }
-  return kSuccess;
+  });
 }
 
 namespace {
@@ -231,7 +224,7 @@ Array<uint32_t> others_in(const uint32_t* list, const char* name) {
 int run_pid(const Invocation& call) {
   Text name = without_blanks(call.argument(0));
   uint32_t* list = ROQ_UTIL_FindPidByName(name.c_str());
-  if (list == nullptr) return call.refused("the processes cannot be listed: %s", strerror(errno));
+  if (list == nullptr) return call.refused("the processes cannot be listed: %s; mount /proc", strerror(errno));
   Array<uint32_t> ids = others_in(list, name.c_str());
   free(list);
   if (ids.size() > 1 && !call.has("all")) {
@@ -240,27 +233,26 @@ int run_pid(const Invocation& call) {
     ids.add(first);
   }
   if (call.json()) {
-    Json json;
-    json.begin_object();
-    json.member("name", name.view());
-    json.key("processes");
-    json.begin_array();
-    for (uint32_t id : ids)
-      json.number(id);
-    json.end_array();
-    json.end_object();
-    json.print();
+    print_object([&](Json& json) {
+      json.member("name", name.view());
+      json.key("processes");
+      json.begin_array();
+      for (uint32_t id : ids)
+        json.number(id);
+      json.end_array();
+    });
   } else {
     for (uint32_t id : ids)
       printf("%u\n", id);
   }
-  return ids.empty() ? call.no("'%s': no such process", call.argument(0)) : static_cast<int>(kSuccess);
+  return ids.empty() ? call.no("'%s': no such process; 'ps' shows all", call.argument(0)) : static_cast<int>(kSuccess);
 }
 
 int run_stop(const Invocation& call) {
   const char* name = call.argument(0);
   if (strlen(name) > kLongestStopName)
-    warn("%s: '%s': the supervisor will see '%.*s'", call.path(), name, static_cast<int>(kLongestStopName), name);
+    warn("%s: '%s': the supervisor will see '%.*s'; make sure that it knows the process by this", call.path(), name,
+         static_cast<int>(kLongestStopName), name);
   ROQ_UTIL_StopProcess(name);
   return kSuccess;
 }
@@ -275,6 +267,10 @@ bool can_be_opened(const char* path) {
   return true;
 }
 
+int refuse_lock(const Invocation& call) {
+  return call.refused("'%s': %s; name a file that can be created or read", call.argument(0), strerror(errno));
+}
+
 // The vector behind the file; exec changes none of its texts.
 char** command_of(const Invocation& call) {
   size_t first = strcmp(call.argument(1), "--") == 0 ? 2 : 1;
@@ -287,16 +283,16 @@ int run_lock(const Invocation& call) {
   const char* path = call.argument(0);
   char** command = command_of(call);
   if (*command == nullptr) return call.wrong("no command: expected one behind '--'");
-  if (!is_found(*command)) return not_found(call, *command);
-  if (!can_be_opened(path)) return call.refused("'%s': %s", path, strerror(errno));
+  if (!is_found(*command)) return call.refused("%s", missing(*command).c_str());
+  if (!can_be_opened(path)) return refuse_lock(call);
   int32_t lock = ROQ_UTIL_LockFile(path, nullptr);
-  if (lock < 0) return call.refused("'%s': %s", path, strerror(errno));
+  if (lock < 0) return refuse_lock(call);
   uint32_t signal = 0, exit_code = 0;
   fflush(stdout);
   int32_t launched = ROQ_UTIL_ForkProcessEx(command, kUntilItEnds, &signal, &exit_code);
   int reason = errno;
   ROQ_UTIL_UnlockFile(lock);
-  if (launched < 0) return call.refused("'%s': %s", *command, strerror(reason));
+  if (launched < 0) return call.refused("'%s': it could not be started: %s; try again", *command, strerror(reason));
   return signal != 0 ? kSignalCode + static_cast<int>(signal) : static_cast<int>(exit_code);
 }
 

@@ -25,14 +25,15 @@ inline constexpr Command kParseCommand{
     .minimum = 1,
     .maximum = 1,
     .summary = "take a command line apart as the launcher does",
-    .details = "Prints the arguments with their numbers, and the files of a redirection behind > or >>.",
+    .details = "Prints the arguments with their numbers, and the files of a redirection behind > or >>. The exit code "
+               "is 1 when the launcher cannot take the line.",
     .options = kParseOptions,
     .examples = kParseExamples,
     .run = run_parse};
 
 inline constexpr Option kExecOptions[] = {
-    {"time-limit", "MS", "look for the program's end every MS milliseconds, 40 at most (default: wait for it)"},
     {"detach", nullptr, "do not wait; the program leads a session of its own"},
+    {"interval", "SECONDS", "time between two looks at the program, really 0.04 at most (default: wait for its end)"},
     kJsonOption};
 inline constexpr Example kExecExamples[] = {
     {"roqutil exec 'ls -l /var > /var/list 2>/dev/null'", "with redirections, without a shell"},
@@ -45,8 +46,8 @@ inline constexpr Command kExecCommand{
     .maximum = 1,
     .summary = "run a program without a shell",
     .details =
-        "Programs without a leading slash are searched as 'roqutil which' does. How the program ended is told on\n"
-        "standard error, and its exit code is passed on: 255 when it could not be executed, 128 and the number\n"
+        "Programs without a leading slash are searched as 'roqutil which' does. How the program ended is told on "
+        "standard error, and its exit code is passed on: 255 when it could not be executed, 128 and the number "
         "of the signal when one killed it. No limit ends the wait.",
     .options = kExecOptions,
     .examples = kExecExamples,
@@ -62,23 +63,22 @@ inline constexpr Command kShCommand{
     .minimum = 1,
     .maximum = 1,
     .summary = "run a command line in the shell",
-    .details = "How the shell ended is told on standard error, and its exit code is passed on: 128 and the number of\n"
+    .details = "How the shell ended is told on standard error, and its exit code is passed on: 128 and the number of "
                "the signal when one killed it. Seconds of the limit are nominal and really longer.",
     .options = kShOptions,
     .examples = kShExamples,
     .run = run_sh};
 
-inline constexpr Option kWhichOptions[] = {kJsonOption};
 inline constexpr Example kWhichExamples[] = {{"roqutil which iptables", "the program that a launch would start"}};
 inline constexpr Command kWhichCommand{
     .name = "which",
-    .arguments = "NAME",
+    .arguments = "PROGRAM",
     .minimum = 1,
     .maximum = 1,
     .summary = "find a program on the launcher's search path",
-    .details = "The folders are /var, /bin, /sbin and /usr/bin, in this order. A name with a leading slash is taken\n"
+    .details = "The folders are /var, /bin, /sbin and /usr/bin, in this order. A name with a leading slash is taken "
                "without a test. The exit code is 1 when there is no such program.",
-    .options = kWhichOptions,
+    .options = kJsonOnly,
     .examples = kWhichExamples,
     .run = run_which};
 
@@ -92,7 +92,7 @@ inline constexpr Command kPidCommand{
     .maximum = 1,
     .summary = "find processes by a piece of their command line",
     .details =
-        "Blanks are taken out of NAME; the first 126 bytes of command lines are searched, with their words joined.\n"
+        "Blanks are taken out of NAME; the first 126 bytes of command lines are searched, with their words joined. "
         "This command itself does not count. The exit code is 1 when there is no such process.",
     .options = kPidOptions,
     .examples = kPidExamples,
@@ -119,7 +119,7 @@ inline constexpr Command kLockCommand{
     .maximum = kAnyNumber,
     .summary = "run a program while holding a lock file's lock",
     .details =
-        "The file is created if need be. The program is searched as 'roqutil which' does, its exit code is passed\n"
+        "The file is created if need be. The program is searched as 'roqutil which' does, its exit code is passed "
         "on: 255 when it could not be executed, 128 and the number of the signal when one killed it.",
     .examples = kLockExamples,
     .options_come_first = true,

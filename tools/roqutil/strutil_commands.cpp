@@ -1,7 +1,9 @@
 // roqutil trim, shell-quote, field, base64: the string helpers and Base64.
 #include "strutil_commands.h"
 
+#include "bytes.h"
 #include "groups.h"
+#include "json.h"
 #include "values.h"
 #include <algorithm>
 #include <cerrno>
@@ -27,14 +29,45 @@ template <typename Function> int for_each_text(const Invocation& call, size_t fr
   }
   LineReader line;
   for (size_t number = 1; line.next(); ++number) {
-    if (!line.is_text()) return call.refused("line %zu holds a zero byte", number);
+    if (!line.is_text()) return call.no("line %zu: it holds a zero byte; take it out", number);
     if (int code = function(line.text()); code != kSuccess) return code;
   }
   return ferror(stdin) != 0 ? stream_failed(call, "-") : static_cast<int>(kSuccess);
 }
 
-constexpr uint32_t kDefaultLimit = 255;
-constexpr uint32_t kLargestLimit = 0x7FFFFFFE;
+// What came of texts: a line each, or with --json an array of objects.
+class Results {
+public:
+  Results(const Invocation& call, const char* key) : as_json_(call.json()), key_(key) {
+    if (as_json_) json_.begin_array();
+  }
+
+  // A null result is printed in JSON only.
+  void add(const char* text, const char* result) {
+    if (as_json_) {
+      json_.begin_object();
+      json_.member("text", text);
+      json_.member(key_, result);
+      json_.end_object();
+    } else if (result != nullptr) {
+      puts(result);
+    }
+  }
+
+  void finish() {
+    if (!as_json_) return;
+    json_.end_array();
+    json_.print();
+  }
+
+private:
+  bool as_json_;
+  const char* key_; // of a result
+  Json json_;
+};
+
+constexpr uint32_t kDefaultLength = 255;
+constexpr uint32_t kLargestLength = 0x7FFFFFFE;
 
 // ---- Base64, piece by piece, so that the input may have any size
 
@@ -54,30 +87,59 @@ Input input_of(const Invocation& call) {
   return {call, name, open_input(call, name)};
 }
 
+// Where the result goes piece by piece: to standard output, or with --json into a text that is printed at the end.
+class Output {
+public:
+  explicit Output(const Input& input) : input_(input) {}
+
+  void write(const void* bytes, size_t size) {
+    size_ += size;
+    if (input_.call.json())
+      collected_.append({static_cast<const char*>(bytes), size});
+    else
+      fwrite(bytes, 1, size, stdout);
+  }
+  bool empty() const { return size_ == 0; }
+
+  // `add_result` writes the member that holds the result.
+  template <typename AddResult> void finish(AddResult add_result) {
+    if (!input_.call.json()) return;
+    print_object([&](Json& json) {
+      json.member("input", input_.name);
+      add_result(json, collected_.view());
+    });
+  }
+
+private:
+  const Input& input_;
+  size_t size_ = 0;
+  Text collected_;
+};
+
 int run_encode(const Invocation& call) {
   Input input = input_of(call);
   if (input.stream == nullptr) return kRefused;
   Array<char> bytes;
   bytes.resize(3 * kGroupsAtOnce, '\0');
-  bool is_empty = true;
+  Output output(input);
   // fread comes short at the end only, so every piece but the last has whole groups.
   while (size_t size = fread(bytes.data(), 1, bytes.size(), input.stream)) {
     char* text = nullptr;
     uint32_t length = ROQ_UTIL_Base64Encode(bytes.data(), static_cast<int32_t>(size), &text);
     if (length == 0) end_out_of_memory();
-    fwrite(text, 1, length, stdout);
+    output.write(text, length);
     free(text);
-    is_empty = false;
   }
   if (ferror(input.stream) != 0) return stream_failed(call, input.name);
-  if (!is_empty) putchar('\n');
+  if (!call.json() && !output.empty()) putchar('\n');
+  output.finish([](Json& json, std::string_view text) { json.member("base64", text); });
   return kSuccess;
 }
 
 // Decodes pieces of whole groups and keeps the end back, since padding and a last group may be there only.
 class Decoder {
 public:
-  explicit Decoder(const Input& input) : input_(input) {}
+  explicit Decoder(const Input& input) : input_(input), output_(input) {}
 
   int run() {
     constexpr size_t kPiece = 4 * kGroupsAtOnce;
@@ -91,7 +153,10 @@ public:
       memmove(text_.data(), text_.data() + kPiece, held);
     }
     if (ferror(input_.stream) != 0) return stream_failed(input_.call, input_.name);
-    return finish(held);
+    int code = finish(held);
+    if (code == kSuccess)
+      output_.finish([](Json& json, std::string_view bytes) { json.key("value"), json.bytes(bytes); });
+    return code;
   }
 
 private:
@@ -103,7 +168,8 @@ private:
     if (held > 0 && text_[held - 1] == '\n') --held;
     if (held > 0 && text_[held - 1] == '\r') --held;
     if (held == 0 && decoded_ == 0) return kSuccess;
-    if (held < 4 && decoded_ == 0) return input_.call.no("'%s': fewer than 4 characters are no Base64", input_.name);
+    if (held < 4 && decoded_ == 0)
+      return input_.call.no("'%s': fewer than 4 characters are no Base64; give all of it", input_.name);
     return decode(held, Place::at_end);
   }
 
@@ -114,7 +180,7 @@ private:
     uint32_t length = ROQ_UTIL_Base64Decode(text_.data(), static_cast<uint32_t>(size), &bytes);
     if (bytes == nullptr) end_out_of_memory();
     if (length == 0) return refuse();
-    fwrite(bytes, 1, length, stdout);
+    output_.write(bytes, length);
     free(bytes);
     decoded_ += size;
     return kSuccess;
@@ -125,7 +191,7 @@ private:
     size_t at = 0;
     while (is_digit(text_[at]))
       ++at;
-    return input_.call.no("'%s': character %llu (0x%02x) is no Base64 digit", input_.name,
+    return input_.call.no("'%s': character %llu (0x%02x) is no Base64 digit; take it out", input_.name,
                           static_cast<unsigned long long>(decoded_ + at + 1),
                           unsigned{static_cast<unsigned char>(text_[at])});
   }
@@ -135,6 +201,7 @@ private:
   }
 
   const Input& input_;
+  Output output_;
   Array<char> text_;
   uint64_t decoded_ = 0; // characters
 };
@@ -152,6 +219,7 @@ constexpr Command kBase64Commands[] = {{.name = "encode",
                                         .arguments = "[FILE]",
                                         .maximum = 1,
                                         .summary = "encode a file or standard input on one line",
+                                        .options = kJsonOnly,
                                         .examples = kEncodeExamples,
                                         .run = run_encode},
                                        {.name = "decode",
@@ -159,7 +227,9 @@ constexpr Command kBase64Commands[] = {{.name = "encode",
                                         .maximum = 1,
                                         .summary = "decode a file or standard input",
                                         .details = "One line end behind the text is dropped; any other character that "
-                                                   "is no digit is refused.\nWhat came before it was already written.",
+                                                   "is no digit is refused. Without --json what came before it was "
+                                                   "already written.",
+                                        .options = kJsonOnly,
                                         .examples = kDecodeExamples,
                                         .run = run_decode}};
 constexpr Example kBase64Examples[] = {{"roqutil base64 encode picture.png >picture.txt", "a file"},
@@ -168,40 +238,51 @@ constexpr Example kBase64Examples[] = {{"roqutil base64 encode picture.png >pict
 } // namespace
 
 int run_trim(const Invocation& call) {
-  return for_each_text(call, 0, [&](char* text) {
-    puts(call.has("exact") ? ROQ_UTIL_StrTrimExc(text) : ROQ_UTIL_StrTrim(text));
+  Results results(call, "trimmed");
+  int code = for_each_text(call, 0, [&](char* text) {
+    // Trimming changes the text itself.
+    Text before;
+    if (call.json()) before.append(text);
+    results.add(before.c_str(), call.has("exact") ? ROQ_UTIL_StrTrimExc(text) : ROQ_UTIL_StrTrim(text));
     return static_cast<int>(kSuccess);
   });
+  if (code == kSuccess) results.finish();
+  return code;
 }
 
 int run_shell_quote(const Invocation& call) {
-  return for_each_text(call, 0, [](const char* text) {
+  Results results(call, "quoted");
+  int code = for_each_text(call, 0, [&](const char* text) {
     Array<char> quoted;
     quoted.resize(3 * strlen(text) + 1, '\0');
     ROQ_UTIL_ConvertStrToShellStr(text, quoted.data());
-    puts(quoted.data());
+    results.add(text, quoted.data());
     return static_cast<int>(kSuccess);
   });
+  if (code == kSuccess) results.finish();
+  return code;
 }
 
 int run_field(const Invocation& call) {
-  auto limit = call.option_number("limit", kDefaultLimit, 1, kLargestLimit);
-  if (!limit) return kUsage;
+  auto most = call.option_number("length", kDefaultLength, 1, kLargestLength);
+  if (!most) return kUsage;
   const char* key = call.argument(0);
+  Results results(call, "word");
   bool is_found = false;
   int code = for_each_text(call, 1, [&](const char* text) {
     // No word is longer than its text.
-    auto longest = static_cast<int32_t>(std::min<size_t>(*limit, strlen(text)));
+    auto longest = static_cast<int32_t>(std::min<size_t>(*most, strlen(text)));
     Array<char> word;
     word.resize(static_cast<size_t>(longest) + 1, '\0');
-    if (ROQ_UTIL_ParseStrInfo(text, key, word.data(), longest) == 1) {
-      puts(word.data());
-      is_found = true;
-    }
+    bool is_found_here = ROQ_UTIL_ParseStrInfo(text, key, word.data(), longest) == 1;
+    results.add(text, is_found_here ? word.data() : nullptr);
+    is_found = is_found || is_found_here;
     return static_cast<int>(kSuccess);
   });
-  if (code != kSuccess || is_found) return code;
-  return call.no("key '%s' occurs nowhere", readable(key).c_str());
+  if (code != kSuccess) return code;
+  results.finish();
+  if (is_found) return kSuccess;
+  return call.no("key '%s': it occurs nowhere; type it as it stands in the texts", readable(key).c_str());
 }
 
 constinit const Group base64_group{

@@ -10,8 +10,8 @@ int run_trim(const Invocation& call);
 int run_shell_quote(const Invocation& call);
 int run_field(const Invocation& call);
 
-inline constexpr Option kTrimOptions[] = {
-    {"exact", nullptr, "keep a text of one character, too (ROQ_UTIL_StrTrimExc)"}};
+inline constexpr Option kTrimOptions[] = {{"exact", nullptr, "keep a text of one character, too (ROQ_UTIL_StrTrimExc)"},
+                                          kJsonOption};
 inline constexpr Example kTrimExamples[] = {{"roqutil trim '  ab  '", "ab"},
                                             {"roqutil trim --exact 'a '", "a; without --exact the text becomes empty"},
                                             {"roqutil trim - <file", "every line of a file"}};
@@ -35,10 +35,12 @@ inline constexpr Command kShellQuoteCommand{.name = "shell-quote",
                                             .summary = "quote every character of texts for a shell",
                                             .details = "Prints a line per text. With '-' the texts are the lines of "
                                                        "standard input.",
+                                            .options = kJsonOnly,
                                             .examples = kShellQuoteExamples,
                                             .run = run_shell_quote};
 
-inline constexpr Option kFieldOptions[] = {{"limit", "NUMBER", "print at most so many characters (default 255)"}};
+inline constexpr Option kFieldOptions[] = {{"length", "NUMBER", "print at most so many characters (default 255)"},
+                                           kJsonOption};
 inline constexpr Example kFieldExamples[] = {{"roqutil field = 'name = eth0 up'", "eth0"},
                                              {"ip route | roqutil field dev", "the word behind dev on every line"}};
 inline constexpr Command kFieldCommand{.name = "field",
@@ -47,7 +49,7 @@ inline constexpr Command kFieldCommand{.name = "field",
                                        .maximum = kAnyNumber,
                                        .summary = "print the word behind a key",
                                        .details = "Prints a line per text in which the key occurs. Without a text, or "
-                                                  "with '-', the texts are the lines\nof standard input. The exit code "
+                                                  "with '-', the texts are the lines of standard input. The exit code "
                                                   "is 1 when the key occurs nowhere.",
                                        .options = kFieldOptions,
                                        .examples = kFieldExamples,

@@ -1,10 +1,12 @@
 // roqutil check, cidr, minutes, split: the validators and what they convert.
 #include "validate_commands.h"
 
+#include "answer.h"
+#include "bytes.h"
 #include "check/kinds.h"
 #include "check/rules.h"
+#include "colours.h"
 #include "groups.h"
-#include "json.h"
 #include "values.h"
 #include <arpa/inet.h>
 #include <cstring>
@@ -21,7 +23,7 @@ constexpr size_t kMostWords = 4;
 // Prints one verdict after the other, and knows whether all were good.
 class Verdicts {
 public:
-  Verdicts(const Invocation& call, const Kind& kind) : as_json_(call.json()), kind_(kind) {
+  Verdicts(const Invocation& call, const Kind& kind) : as_json_(call.json()), colours_(stdout), kind_(kind) {
     if (as_json_) json_.begin_array();
   }
 
@@ -34,18 +36,11 @@ public:
   // A null rule: accepted.
   void add(const Text& value, const char* rule) {
     all_accepted_ = all_accepted_ && rule == nullptr;
-    if (!as_json_) {
-      Text shown = readable(value.c_str());
-      if (rule == nullptr)
-        printf("%s: accepted\n", shown.c_str());
-      else
-        printf("%s: refused: %s\n", shown.c_str(), rule);
-      return;
-    }
+    if (!as_json_) return print(readable(value.c_str()), rule);
     json_.begin_object();
     json_.member("value", value.view());
     json_.member("accepted", rule == nullptr);
-    if (rule != nullptr) json_.member("rule", rule);
+    json_.member("rule", rule);
     json_.end_object();
   }
 
@@ -67,7 +62,15 @@ private:
     return text;
   }
 
+  void print(const Text& value, const char* rule) {
+    if (rule == nullptr)
+      printf("%s: %saccepted%s\n", value.c_str(), colours_.begin(Colour::good), colours_.end());
+    else
+      printf("%s: %srefused%s: %s\n", value.c_str(), colours_.begin(Colour::bad), colours_.end(), rule);
+  }
+
   bool as_json_;
+  Colours colours_;
   const Kind& kind_;
   Json json_;
   bool all_accepted_ = true;
@@ -134,8 +137,6 @@ int run_length(const Invocation& call) {
   return judge_values(call, check::length, 1, value);
 }
 
-constexpr Option kCheckOptions[] = {kJsonOption};
-
 constexpr Command check_command(const char* name, const char* arguments, int minimum, const char* summary,
                                 std::span<const Example> examples, int (*run)(const Invocation&)) {
   return {.name = name,
@@ -143,7 +144,7 @@ constexpr Command check_command(const char* name, const char* arguments, int min
           .minimum = minimum,
           .maximum = kAnyNumber,
           .summary = summary,
-          .options = kCheckOptions,
+          .options = kJsonOnly,
           .examples = examples,
           .run = run};
 }
@@ -224,65 +225,52 @@ int run_cidr(const Invocation& call) {
   in_addr address;
   uint32_t bits = ROQ_IpMaskToCidrLen(mask);
   // 0 says both that there is no leading one and that the text is no mask.
-  if (bits == 0 && inet_aton(mask, &address) == 0) return call.no("'%s' is no mask", readable(mask).c_str());
-  if (!call.json()) {
-    printf("%u\n", bits);
-    return kSuccess;
-  }
-  Json json;
-  json.begin_object();
-  json.member("mask", mask);
-  json.member("bits", bits);
-  json.end_object();
-  json.print();
-  return kSuccess;
+  if (bits == 0 && inet_aton(mask, &address) == 0)
+    return call.no("'%s': it is no mask; give one such as 255.255.255.0", readable(mask).c_str());
+  Text line;
+  line.format("%u", bits);
+  return print_answer(call, line.c_str(), [&](Json& json) {
+    json.member("mask", mask);
+    json.member("bits", bits);
+  });
 }
 
 int run_minutes(const Invocation& call) {
   const char* time = call.argument(0);
   uint16_t minutes;
   if (ROQ_UTIL_TimeToShort(time, &minutes) != 1)
-    return call.no("'%s' is no time: hours to 23 and minutes to 59, five characters at most", readable(time).c_str());
-  if (!call.json()) {
-    printf("%u\n", unsigned{minutes});
-    return kSuccess;
-  }
-  Json json;
-  json.begin_object();
-  json.member("time", time);
-  json.member("minutes", minutes);
-  json.end_object();
-  json.print();
-  return kSuccess;
+    return call.no("'%s': it is no time; give hours to 23 and minutes to 59, five characters at most",
+                   readable(time).c_str());
+  Text line;
+  line.format("%u", unsigned{minutes});
+  return print_answer(call, line.c_str(), [&](Json& json) {
+    json.member("time", time);
+    json.member("minutes", minutes);
+  });
 }
 
 int run_split(const Invocation& call) {
   const char* address = call.argument(0);
   uint32_t octets[4];
   if (ROQ_UTIL_IpAddrSplit(address, octets) != 1)
-    return call.no("'%s' is not four numbers of 0 to 255", readable(address).c_str());
-  if (!call.json()) {
-    printf("%u %u %u %u\n", octets[0], octets[1], octets[2], octets[3]);
-    return kSuccess;
-  }
-  Json json;
-  json.begin_object();
-  json.member("address", address);
-  json.key("octets");
-  json.begin_array();
-  for (uint32_t octet : octets)
-    json.number(octet);
-  json.end_array();
-  json.end_object();
-  json.print();
-  return kSuccess;
+    return call.no("'%s': it is no dotted quad; give four numbers of 0 to 255", readable(address).c_str());
+  Text line;
+  line.format("%u %u %u %u", octets[0], octets[1], octets[2], octets[3]);
+  return print_answer(call, line.c_str(), [&](Json& json) {
+    json.member("address", address);
+    json.key("octets");
+    json.begin_array();
+    for (uint32_t octet : octets)
+      json.number(octet);
+    json.end_array();
+  });
 }
 
 constinit const Group check_group{
     .name = "check",
     .summary = "judge values as the gateway's configuration does",
     .details = "Prints one line per value: accepted, or refused and the rule that refused it. The exit code is 0 only "
-               "when\nall were accepted. With '-' in place of the values they are the lines of standard input.",
+               "when all were accepted. With '-' in place of the values they are the lines of standard input.",
     .commands = kCommands,
     .examples = kExamples};
 

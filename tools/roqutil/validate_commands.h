@@ -10,8 +10,6 @@ int run_cidr(const Invocation& call);
 int run_minutes(const Invocation& call);
 int run_split(const Invocation& call);
 
-inline constexpr Option kConversionOptions[] = {kJsonOption};
-
 inline constexpr Example kCidrExamples[] = {
     {"roqutil cidr 255.255.255.0", "24"}, {"roqutil cidr 0xffff0000", "16; short and hexadecimal masks are read, too"}};
 inline constexpr Command kCidrCommand{.name = "cidr",
@@ -19,7 +17,7 @@ inline constexpr Command kCidrCommand{.name = "cidr",
                                       .minimum = 1,
                                       .maximum = 1,
                                       .summary = "count the leading one bits of a mask",
-                                      .options = kConversionOptions,
+                                      .options = kJsonOnly,
                                       .examples = kCidrExamples,
                                       .run = run_cidr};
 
@@ -30,7 +28,7 @@ inline constexpr Command kMinutesCommand{.name = "minutes",
                                          .minimum = 1,
                                          .maximum = 1,
                                          .summary = "convert a time to minutes of the day",
-                                         .options = kConversionOptions,
+                                         .options = kJsonOnly,
                                          .examples = kMinutesExamples,
                                          .run = run_minutes};
 
@@ -41,7 +39,7 @@ inline constexpr Command kSplitCommand{.name = "split",
                                        .minimum = 1,
                                        .maximum = 1,
                                        .summary = "split a dotted quad into its numbers",
-                                       .options = kConversionOptions,
+                                       .options = kJsonOnly,
                                        .examples = kSplitExamples,
                                        .run = run_split};
 

@@ -1,6 +1,5 @@
 #include "values.h"
 
-#include "gvar/values.h"
 #include <cerrno>
 #include <cstring>
 
@@ -16,12 +15,6 @@ bool LineReader::next() {
 
 bool LineReader::is_text() const { return strlen(line_) == size_; }
 
-Text readable(const char* text) {
-  Text shown;
-  gvar::append_readable(shown, text);
-  return shown;
-}
-
 FILE* open_input(const Invocation& call, const char* name) {
   if (strcmp(name, "-") == 0) return stdin;
   FILE* stream = fopen(name, "re");
@@ -29,6 +22,8 @@ FILE* open_input(const Invocation& call, const char* name) {
   return stream;
 }
 
-int stream_failed(const Invocation& call, const char* name) { return call.refused("'%s': %s", name, strerror(errno)); }
+int stream_failed(const Invocation& call, const char* name) {
+  return call.refused("'%s': %s; name a file that can be read", name, strerror(errno));
+}
 
 } // namespace roq::tool

@@ -22,9 +22,6 @@ private:
   size_t size_ = 0;
 };
 
-// A text for the eye: what is no printable character appears as \n, \t or \x1b.
-Text readable(const char* text);
-
 // Bytes of files and of standard input ("-"). Null after a message when the file cannot be opened.
 FILE* open_input(const Invocation& call, const char* name);
 // The message for an input or output that failed.

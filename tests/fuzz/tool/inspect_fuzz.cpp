@@ -68,7 +68,7 @@ void look_at(const uint8_t* bytes, uint32_t size) {
   }
   for (const tool::Note& note : report.notes)
     append_sentence(text, note);
-  append_map(text, report, true);
+  append_map(text, report, roq::tool::Colours(true));
   append_svg(text, report, kModule);
   // Whatever is proved may be read.
   for (const tool::Variable& variable : report.variables) {

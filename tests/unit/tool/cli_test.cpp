@@ -12,7 +12,7 @@ using namespace roq::tool;
 struct Seen {
   int runs = 0;
   std::vector<std::string> arguments;
-  bool json = false;
+  bool json = false, four = false;
   std::string file;
   std::optional<uint32_t> number;
 };
@@ -23,6 +23,7 @@ int run_probe(const Invocation& call) {
   for (const char* argument : call.arguments())
     seen.arguments.emplace_back(argument);
   seen.json = call.json();
+  seen.four = call.has("four");
   seen.file = call.value("file", "(none)");
   seen.number = call.option_number("number", 7, 1, 10);
   if (!seen.number) return kUsage;
@@ -31,7 +32,8 @@ int run_probe(const Invocation& call) {
 
 int run_failing(const Invocation& call) { return call.refused("%s: no such thing; make one", call.argument(0)); }
 
-constexpr Option kOptions[] = {{"file", "FILE", "a file"}, {"number", "N", "a number"}, kJsonOption};
+constexpr Option kOptions[] = {
+    {"file", "FILE", "a file"}, {"number", "NUMBER", "a number"}, {"four", nullptr, "a switch", '4'}, kJsonOption};
 constexpr Example kExamples[] = {{"prog group probe a", "an example"}};
 constexpr Command kCommands[] = {
     {.name = "probe",
@@ -39,6 +41,8 @@ constexpr Command kCommands[] = {
      .minimum = 1,
      .maximum = 2,
      .summary = "look at arguments",
+     .details = "word word word word word word word word word word word word word word word word word word word word "
+                "word word word",
      .options = kOptions,
      .examples = kExamples,
      .run = run_probe},
@@ -101,6 +105,18 @@ TEST(ToolCommandLine, EndsOptionsAtTwoDashes) {
 TEST(ToolCommandLine, TakesWordsWithOneDashAsArguments) {
   type({"group", "probe", "-1", "-"});
   EXPECT_EQ(seen.arguments, (std::vector<std::string>{"-1", "-"}));
+  EXPECT_FALSE(seen.four);
+}
+
+TEST(ToolCommandLine, KnowsShortForms) {
+  for (const char* form : {"-4", "--four"}) {
+    EXPECT_EQ(type({"group", "probe", form, "a"}).code, 0);
+    EXPECT_TRUE(seen.four) << form;
+    EXPECT_EQ(seen.arguments, (std::vector<std::string>{"a"}));
+  }
+  type({"group", "probe", "-44", "--", "-4"});
+  EXPECT_EQ(seen.arguments, (std::vector<std::string>{"-44", "-4"}));
+  EXPECT_FALSE(seen.four);
 }
 
 TEST(ToolCommandLine, LeavesTheOptionsOfATypedCommandAlone) {
@@ -119,9 +135,14 @@ TEST(ToolCommandLine, TellsInOneLineWhatWasExpected) {
   expect_usage_line(type({"nothing"}), "'nothing': expected one of group");
   expect_usage_line(type({"group"}), "expected one of probe, run, fail");
   expect_usage_line(type({"group", "nothing"}), "'nothing': expected one of probe, run, fail");
+  expect_usage_line(type({"--what"}), "unknown option --what: expected --help");
+  expect_usage_line(type({"group", "--what"}), "group: unknown option --what: expected --help");
+  expect_usage_line(type({"group", "probe", "a", "--fil", "x"}), "unknown option --fil: expected --file");
+  expect_usage_line(type({"group", "probe", "a", "--files", "x"}), "unknown option --files: expected --file");
   expect_usage_line(type({"group", "probe"}), "expected A [B]");
   expect_usage_line(type({"group", "probe", "a", "b", "c"}), "'c' is too many: expected A [B]");
-  expect_usage_line(type({"group", "probe", "a", "--what"}), "--what: expected --file, --number, --json");
+  expect_usage_line(type({"group", "probe", "a", "--what"}),
+                    "unknown option --what: expected --file, --number, --four, --json");
   expect_usage_line(type({"group", "fail", "a", "--what=1"}), "--what: expected none");
   expect_usage_line(type({"group", "probe", "a", "--file"}), "expected FILE");
   expect_usage_line(type({"group", "probe", "a", "--json=1"}), "--json takes no value");
@@ -140,7 +161,7 @@ TEST(ToolCommandLine, PrintsHelpOnEveryLevelOnStandardOutput) {
     EXPECT_EQ(result.code, 0);
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.out.rfind("usage: roqutil ", 0), 0U);
-    EXPECT_NE(result.out.find("Examples:\n  prog group probe a  an example\n"), std::string::npos) << result.out;
+    EXPECT_NE(result.out.find("Examples:\n  prog group probe a\n      an example\n"), std::string::npos) << result.out;
     EXPECT_EQ(seen.runs, 0);
   }
 }
@@ -149,6 +170,27 @@ TEST(ToolCommandLine, SaysWhatFailedWhyAndWhatToDo) {
   Result result = type({"group", "fail", "thing"});
   EXPECT_EQ(result.code, 3);
   EXPECT_EQ(result.err, "roqutil: group fail: thing: no such thing; make one\n");
+}
+
+TEST(ToolCommandLine, WrapsHelpAtHundredColumns) {
+  std::string help = type({"group", "probe", "--help"}).out;
+  EXPECT_NE(help.find("\n  -4, --four           a switch\n"), std::string::npos) << help;
+  size_t lines = 0;
+  for (size_t at = 0, end; (end = help.find('\n', at)) != std::string::npos; at = end + 1, ++lines)
+    EXPECT_LE(end - at, 100U) << help;
+  EXPECT_NE(help.find("word word\nword"), std::string::npos) << help;
+}
+
+TEST(ToolTimes, AreSecondsWithThreeDecimalsAtMost) {
+  EXPECT_EQ(parse_time("0"), 0U);
+  EXPECT_EQ(parse_time("5"), 5000U);
+  EXPECT_EQ(parse_time("0.2"), 200U);
+  EXPECT_EQ(parse_time("0.001"), 1U);
+  EXPECT_EQ(parse_time("08.25"), 8250U);
+  EXPECT_EQ(parse_time("4294967.295"), 4294967295U);
+  for (const char* bad :
+       {"", ".", "5.", ".5", "0.0001", "-1", "+1", " 1", "1 ", "1s", "1.x", "1.2.3", "0x1", "4294967.296"})
+    EXPECT_EQ(parse_time(bad), std::nullopt) << bad;
 }
 
 TEST(ToolNumbers, AreDecimalOrHexadecimalAndNothingElse) {
@@ -160,24 +202,6 @@ TEST(ToolNumbers, AreDecimalOrHexadecimalAndNothingElse) {
        {"", " 1", "1 ", "-1", "+1", "4294967296", "0x", "0x1FFFFFFFF", "1a", "0xg", "99999999999999999999", "x1"})
     EXPECT_EQ(parse_number(bad), std::nullopt) << bad;
   EXPECT_EQ(parse_number(nullptr), std::nullopt);
-}
-
-TEST(ToolColours, AreForTerminalsOnly) {
-  setenv("TERM", "xterm", 1);
-  unsetenv("NO_COLOR");
-  FILE* file = fopen("/dev/null", "w");
-  EXPECT_FALSE(colours_allowed(file));
-  fclose(file);
-  FILE* terminal = fopen("/dev/ptmx", "r+");
-  ASSERT_NE(terminal, nullptr);
-  EXPECT_TRUE(colours_allowed(terminal));
-  setenv("NO_COLOR", "1", 1);
-  EXPECT_FALSE(colours_allowed(terminal));
-  setenv("NO_COLOR", "", 1);
-  EXPECT_TRUE(colours_allowed(terminal));
-  setenv("TERM", "dumb", 1);
-  EXPECT_FALSE(colours_allowed(terminal));
-  fclose(terminal);
 }
 
 TEST(ToolText, GrowsAndStaysTerminated) {

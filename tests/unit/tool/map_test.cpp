@@ -18,7 +18,7 @@ Report look_at(const StoreSegment& segment) {
 
 std::string picture_of(const StoreSegment& segment, bool colours = false) {
   roq::tool::Text out;
-  append_map(out, look_at(segment), colours);
+  append_map(out, look_at(segment), roq::tool::Colours(colours));
   return out.c_str();
 }
 
@@ -67,7 +67,7 @@ TEST(ToolMap, ShowsWhatIsBehindABreakAsUnknown) {
 TEST(ToolMap, DrawsNothingWhereThereIsNoPool) {
   std::vector<uint8_t> bytes(1024, 0);
   roq::tool::Text out;
-  append_map(out, inspect({bytes.data(), 10, 0}, {2, 1}), false);
+  append_map(out, inspect({bytes.data(), 10, 0}, {2, 1}), roq::tool::Colours(false));
   append_svg(out, inspect({bytes.data(), 10, 0}, {2, 1}), 2);
   EXPECT_FALSE(out.empty());
 }

@@ -20,7 +20,7 @@ std::optional<std::string_view> Fields::next() {
   while (!rest_.empty() && rest_.front() == separator_)
     rest_.remove_prefix(1);
   if (rest_.empty()) return std::nullopt;
-  std::string_view field = first(rest_, std::min(rest_.find(separator_), rest_.size()));
+  std::string_view field = first(rest_, rest_.find(separator_));
   rest_.remove_prefix(field.size());
   return field;
 }
@@ -48,11 +48,6 @@ std::optional<int32_t> signed_number(const char* text) {
 std::optional<uint32_t> unsigned_number(const char* text) {
   if (strcmp(text, "-1") == 0) return std::numeric_limits<uint32_t>::max();
   return parse_number(text);
-}
-
-std::string_view first(std::string_view text, size_t length) {
-  if (length < text.size()) text.remove_suffix(text.size() - length);
-  return text;
 }
 
 } // namespace roq::tool::check

@@ -32,8 +32,6 @@ int32_t value_of(std::string_view digits);
 std::optional<int32_t> signed_number(const char* text);
 // A decimal number of 32 bits, or -1 for all ones.
 std::optional<uint32_t> unsigned_number(const char* text);
-// A text that is no longer valid, cut so.
-std::string_view first(std::string_view text, size_t length);
 
 } // namespace roq::tool::check
 

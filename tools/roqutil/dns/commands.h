@@ -9,20 +9,22 @@ namespace roq::tool {
 int run_resolve(const Invocation& call);
 int run_srv(const Invocation& call);
 
-inline constexpr Option kSourceOption{"source", "ADDRESS", "local address to ask from"};
-
-inline constexpr Option kResolveOptions[] = {kSourceOption, kJsonOption};
+inline constexpr Option kResolveOptions[] = {{"ipv4", nullptr, "ask for IPv4 addresses only", '4'},
+                                             {"ipv6", nullptr, "ask for IPv6 addresses only", '6'},
+                                             {"source", "ADDRESS", "local address to ask from"},
+                                             kJsonOption};
 inline constexpr Example kResolveExamples[] = {
     {"roqutil resolve example.net", "its addresses of both families"},
     {"roqutil resolve -4 example.net --source 192.0.2.7", "its IPv4 addresses, over one WAN connection"}};
 inline constexpr Command kResolveCommand{
     .name = "resolve",
-    .arguments = "[-4 | -6] NAME",
+    .arguments = "NAME",
     .minimum = 1,
-    .maximum = 2,
+    .maximum = 1,
     .summary = "ask the gateway's DNS relay for the addresses of a name",
-    .details = "Without -4 or -6 both families are asked for, one after the other. A relay that does not answer\n"
-               "costs 8 seconds each.",
+    .details =
+        "Without --ipv4 or --ipv6 both families are asked for, one after the other. A relay that does not answer "
+        "costs 8 seconds each.",
     .options = kResolveOptions,
     .examples = kResolveExamples,
     .run = run_resolve};
@@ -37,7 +39,7 @@ inline constexpr Command kSrvCommand{
     .minimum = 1,
     .maximum = 1,
     .summary = "ask a WAN connection's name server for the SRV records of a service",
-    .details = "The reply is looked for at once and then every five seconds, up to 25. The server's text goes to\n"
+    .details = "The reply is looked for at once and then every five seconds, up to 25. The server's text goes to "
                "/var/voice_dns, addresses and a TTL to /var/wan/srv_result.",
     .options = kSrvOptions,
     .examples = kSrvExamples,

@@ -1,19 +1,12 @@
 #include "dns/host.h"
 
+#include "clock.h"
 #include <arpa/inet.h>
-#include <cstring>
 #include <roqutil/dns.h>
 #include <sys/socket.h>
-#include <time.h>
 
 namespace roq::tool {
 namespace {
-
-double milliseconds_now() {
-  timespec now;
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
-}
 
 template <typename Use> void for_each_address(const Host& host, Use use) {
   for (char** at = host.record.h_addr_list; *at != nullptr; ++at) {
@@ -28,9 +21,9 @@ template <typename Use> void for_each_address(const Host& host, Use use) {
 void look_up(Host& host, const char* name, int32_t family, const char* source) {
   host.family = family;
   hostent* result = nullptr;
-  const double start = milliseconds_now();
+  const int64_t start = nanoseconds_now();
   host.code = handy_gethostbyname2_r(name, family, &host.record, host.buffer, sizeof host.buffer, &result, source);
-  host.milliseconds = milliseconds_now() - start;
+  host.milliseconds = seconds_since(start) * 1e3;
 }
 
 const char* family_name(int32_t family) { return family == AF_INET6 ? "IPv6" : "IPv4"; }
@@ -59,42 +52,20 @@ void print_host(const Host& host) {
 }
 
 void add_host(Json& json, const Host& host) {
+  const bool resolved = host.code == 0;
   json.begin_object();
   json.member("family", family_name(host.family));
-  json.member("resolved", host.code == 0);
+  json.member("resolved", resolved);
   json.member("code", host.code);
   json.key("milliseconds");
   json.real(host.milliseconds);
-  if (host.code == 0) {
-    json.member("official_name", static_cast<const char*>(host.record.h_name));
-    json.key("addresses");
-    json.begin_array();
-    for_each_address(host, [&](const char* address) { json.text(address); });
-    json.end_array();
-  } else {
-    json.member("reason", reason(host));
-  }
+  json.member("official_name", resolved ? static_cast<const char*>(host.record.h_name) : nullptr);
+  json.key("addresses");
+  json.begin_array();
+  if (resolved) for_each_address(host, [&](const char* address) { json.text(address); });
+  json.end_array();
+  json.member("reason", resolved ? nullptr : reason(host));
   json.end_object();
-}
-
-std::optional<Wanted> wanted_name(const Invocation& call) {
-  Wanted wanted{nullptr, 0};
-  for (const char* argument : call.arguments()) {
-    const bool is_family = strcmp(argument, "-4") == 0 || strcmp(argument, "-6") == 0;
-    if (is_family && wanted.family == 0) {
-      wanted.family = argument[1] == '6' ? AF_INET6 : AF_INET;
-    } else if (!is_family && wanted.name == nullptr) {
-      wanted.name = argument;
-    } else {
-      call.wrong("argument '%s': expected one NAME, and -4 or -6 or neither", argument);
-      return std::nullopt;
-    }
-  }
-  if (wanted.name == nullptr) {
-    call.wrong("argument '%s': expected a NAME besides it", call.argument(0));
-    return std::nullopt;
-  }
-  return wanted;
 }
 
 } // namespace roq::tool

@@ -2,7 +2,6 @@
 #ifndef ROQ_TOOL_DNS_HOST_H
 #define ROQ_TOOL_DNS_HOST_H
 
-#include "cli.h"
 #include "json.h"
 #include <cstdint>
 #include <netdb.h>
@@ -25,13 +24,6 @@ const char* reason(const Host& host);
 
 void print_host(const Host& host);
 void add_host(Json& json, const Host& host);
-
-// What "[-4 | -6] NAME" says: the name, and a family or 0 for both. Nothing with a message printed when it is wrong.
-struct Wanted {
-  const char* name;
-  int32_t family;
-};
-std::optional<Wanted> wanted_name(const Invocation& call);
 
 } // namespace roq::tool
 

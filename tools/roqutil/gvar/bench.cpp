@@ -1,6 +1,7 @@
 // How long an access takes here, beside the system calls that it cannot do without.
 #include "gvar/commands.h"
 
+#include "clock.h"
 #include "gvar/guarded.h"
 #include "gvar/module.h"
 #include "json.h"
@@ -10,7 +11,6 @@
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
-#include <time.h>
 
 namespace roq::tool::gvar {
 namespace {
@@ -31,22 +31,16 @@ struct Timing {
   double floor;
 };
 
-double nanoseconds_now() {
-  timespec time{};
-  clock_gettime(CLOCK_MONOTONIC, &time);
-  return static_cast<double>(time.tv_sec) * 1e9 + static_cast<double>(time.tv_nsec);
-}
-
 void keep_quickest(double& best, double time) {
   if (best == 0 || time < best) best = time;
 }
 
 // Nanoseconds per call; `operation` gets the number of the round.
 template <typename Operation> double time_of(uint32_t rounds, Operation operation) {
-  double start = nanoseconds_now();
+  int64_t start = nanoseconds_now();
   for (uint32_t round = 0; round < rounds; ++round)
     operation(round);
-  return (nanoseconds_now() - start) / rounds;
+  return static_cast<double>(nanoseconds_now() - start) / rounds;
 }
 
 // What every access must ask the kernel for.
@@ -127,25 +121,23 @@ void print_timings(const Plan& plan, const Timing& get, const Timing& set, bool 
            set.access / set.floor);
     return;
   }
-  Json json;
-  json.begin_object();
-  json.member("variables", plan.variables);
-  json.member("bytes", plan.bytes);
-  json.member("rounds", plan.rounds);
-  put_timing(json, "get", get);
-  put_timing(json, "set", set);
-  json.end_object();
-  json.print();
+  print_object([&](Json& json) {
+    json.member("variables", plan.variables);
+    json.member("bytes", plan.bytes);
+    json.member("rounds", plan.rounds);
+    put_timing(json, "get", get);
+    put_timing(json, "set", set);
+  });
 }
 
 int run_in_scratch_module(const Invocation& call, const Plan& plan) {
   if (ROQ_UTIL_GVarInit(plan.module, kLargestSegment, kFixedHeader, nullptr) != 0)
-    return call.refused("module %u could not be created; see 'ipcs -m' for the limits", plan.module);
+    return call.refused("module %u: it could not be created; 'roqutil doctor gvar' shows the limits", plan.module);
   char value[kMaximumBytes];
   memset(value, 'v', sizeof value);
   for (uint32_t number = 0; number < plan.variables; ++number)
     if (ROQ_UTIL_GVarSetValue(id_of(plan, number), value, plan.bytes) != 0)
-      return call.refused("module %u has no room for %u variables; use fewer", plan.module, plan.variables);
+      return call.refused("module %u: it has no room for %u variables; use fewer", plan.module, plan.variables);
   Timing get{}, set{};
   measure(plan, get, set);
   print_timings(plan, get, set, call.json());
@@ -162,15 +154,15 @@ void remove_scratch_module(const Module& before) {
 
 int run_bench(const Invocation& call) {
   auto module = module_argument(call);
-  auto bytes = module ? call.option_number("bytes", 64, 1, kMaximumBytes) : std::nullopt;
+  auto bytes = module ? call.option_number("size", 64, 1, kMaximumBytes) : std::nullopt;
   auto variables = bytes ? call.option_number("variables", 100, 1, kMaximumVariables) : std::nullopt;
   auto rounds = variables ? call.option_number("rounds", 10000, 1) : std::nullopt;
   if (!rounds) return kUsage;
   Module before = look_up_module(*module);
   if (before.segment_id >= 0)
-    return call.no("module %u exists: the benchmark creates a module of its own and removes it; name one that does not "
-                   "exist",
-                   *module);
+    return call.refused("module %u exists: the benchmark creates a module of its own and removes it; name one that "
+                        "does not exist",
+                        *module);
   Plan plan{*module, *bytes, *variables, *rounds};
   // An interrupt ends the child; what it has created is removed all the same.
   auto was_interrupted = signal(SIGINT, SIG_IGN);
@@ -182,7 +174,8 @@ int run_bench(const Invocation& call) {
   remove_scratch_module(before);
   fputs(ending.said.c_str(), stderr);
   if (ending.error != 0) return call.refused("no process could be started: %s; try again", strerror(ending.error));
-  if (ending.signal != 0) return call.refused("ended by a signal (%s); nothing was measured", strsignal(ending.signal));
+  if (ending.signal != 0)
+    return call.refused("nothing was measured: ended by a signal (%s); try again", strsignal(ending.signal));
   return ending.code;
 }
 

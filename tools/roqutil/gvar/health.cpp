@@ -1,6 +1,7 @@
 // The state of a segment: map, check, repair.
 #include "gvar/commands.h"
 
+#include "colours.h"
 #include "gvar/findings.h"
 #include "gvar/map.h"
 #include "gvar/module.h"
@@ -31,8 +32,11 @@ void put_blocks(Json& json, const Report& report) {
     json.member_hex("address", block.address);
     json.member("size", block.size);
     json.member("use", name_of(block.use));
+    json.key("variable");
     if (block.use == Use::node || block.use == Use::value)
-      json.member_hex("variable", report.variables[block.variable].id);
+      json.hex_number(report.variables[block.variable].id);
+    else
+      json.null();
     json.end_object();
   }
   json.end_array();
@@ -91,25 +95,22 @@ void put_findings(Json& json, const Report& report) {
 }
 
 void print_check_as_json(uint32_t module, const Report& report) {
-  Json json;
-  json.begin_object();
-  json.member("module", module);
-  json.member("clean", report.clean());
-  json.member("chain_is_intact", report.chain_is_intact);
-  put_findings(json, report);
-  put_usage(json, report);
-  json.end_object();
-  json.print();
+  print_object([&](Json& json) {
+    json.member("module", module);
+    json.member("clean", report.clean());
+    json.member("chain_is_intact", report.chain_is_intact);
+    put_findings(json, report);
+    put_usage(json, report);
+  });
 }
 
-void append_verdict(Text& out, uint32_t module, const Report& report, bool colours) {
-  const char* colour = report.clean() ? "\033[32m" : "\033[31m";
-  out.format("module %u: %s", module, colours ? colour : "");
+void append_verdict(Text& out, uint32_t module, const Report& report, const Colours& colours) {
+  out.format("module %u: %s", module, colours.begin(report.clean() ? Colour::good : Colour::bad));
   if (report.clean())
     out.append("clean");
   else
     out.format("damaged, %zu broken invariant%s", report.findings.size(), report.findings.size() == 1 ? "" : "s");
-  out.format("%s; ", colours ? "\033[0m" : "");
+  out.format("%s; ", colours.end());
   append_usage(out, report);
   out.append('\n');
 }
@@ -155,10 +156,8 @@ void write_back(uint8_t* live, const Array<uint8_t>& before, const Array<uint8_t
     if (before[at] != after[at]) live[at] = after[at];
 }
 
-void print_repair(uint32_t module, const Repair& repair, bool as_json) {
-  if (as_json) {
-    Json json;
-    json.begin_object();
+void print_repair_as_json(uint32_t module, const Repair& repair) {
+  print_object([&](Json& json) {
     json.member("module", module);
     json.member("changed_fields", repair.fields);
     json.member("list_was_cut", repair.list_was_cut);
@@ -172,10 +171,10 @@ void print_repair(uint32_t module, const Repair& repair, bool as_json) {
     json.member("released_bytes", repair.released_bytes);
     json.member("unlisted_blocks", repair.unlisted_blocks);
     json.member("unlisted_bytes", repair.unlisted_bytes);
-    json.end_object();
-    json.print();
-    return;
-  }
+  });
+}
+
+void print_repair(uint32_t module, const Repair& repair) {
   if (repair.fields == 0)
     printf("module %u: nothing to repair", module);
   else
@@ -195,45 +194,42 @@ void print_repair(uint32_t module, const Repair& repair, bool as_json) {
 int run_map(const Invocation& call) {
   auto module = module_argument(call);
   if (!module) return kUsage;
-  Snapshot snapshot;
-  if (std::optional<int> code = take_snapshot(call, *module, Locking::needed, snapshot)) return *code;
-  Report report = inspect(snapshot.memory(), snapshot.surroundings());
+  Report report;
+  if (std::optional<int> code = inspect_module(call, *module, report)) return *code;
   if (const char* path = call.value("svg")) {
     Text svg;
     append_svg(svg, report, *module);
     if (std::optional<int> code = write_file(call, path, svg.view())) return *code;
   }
   if (call.json()) {
-    Json json;
-    json.begin_object();
-    json.member("module", *module);
-    json.member_hex("pool", report.pool);
-    json.member("bytes", report.pool_end - report.pool);
-    put_blocks(json, report);
-    put_usage(json, report);
-    json.end_object();
-    json.print();
+    print_object([&](Json& json) {
+      json.member("module", *module);
+      json.member_hex("pool", report.pool);
+      json.member("bytes", report.pool_end - report.pool);
+      put_blocks(json, report);
+      put_usage(json, report);
+    });
   } else {
     Text picture;
-    append_map(picture, report, colours_allowed(stdout));
+    append_map(picture, report, Colours(stdout));
     append_usage(picture, report);
     puts(picture.c_str());
   }
   if (report.clean()) return kSuccess;
-  return call.no("module %u is damaged, so the picture may be wrong; see 'roqutil gvar check %u'", *module, *module);
+  return call.no("module %u: it is damaged, and the picture may be wrong; see 'roqutil gvar check %u'", *module,
+                 *module);
 }
 
 int run_check(const Invocation& call) {
   auto module = module_argument(call);
   if (!module) return kUsage;
-  Snapshot snapshot;
-  if (std::optional<int> code = take_snapshot(call, *module, Locking::needed, snapshot)) return *code;
-  Report report = inspect(snapshot.memory(), snapshot.surroundings());
+  Report report;
+  if (std::optional<int> code = inspect_module(call, *module, report)) return *code;
   if (call.json()) {
     print_check_as_json(*module, report);
   } else {
     Text text;
-    append_verdict(text, *module, report, colours_allowed(stdout));
+    append_verdict(text, *module, report, Colours(stdout));
     append_findings(text, report);
     fputs(text.c_str(), stdout);
   }
@@ -244,13 +240,12 @@ int run_repair(const Invocation& call) {
   auto number = module_argument(call);
   auto seconds = number ? call.option_number("wait", kDefaultWait, 0, kLongestWait) : std::nullopt;
   if (!seconds) return kUsage;
-  Module module = look_up_module(*number);
-  if (module.error != 0) return explain_missing(call, module);
-  warn_of_ids(module);
+  Module module;
+  if (std::optional<int> code = find_module(call, *number, module)) return *code;
   Attachment attachment(module, true);
   if (!attachment.ok()) return explain_attach(call, module, attachment.error());
   int semaphore_id = attachment.lock_id(module);
-  if (semaphore_id == 0) warn("module %u: no lock protects it, so nothing else may use it during the repair", *number);
+  if (semaphore_id == 0) warn("module %u: no lock protects it; see that nothing else uses it now", *number);
   Lock lock(semaphore_id, kAllUnits, *seconds);
   if (!lock.holds()) return explain_lock(call, module, lock, semaphore_id, *seconds);
 
@@ -269,7 +264,10 @@ int run_repair(const Invocation& call) {
         "the module",
         *number, done.refused_at, reason_of(done.refusal), *number);
   write_back(attachment.bytes(), before, after);
-  print_repair(*number, done, call.json());
+  if (call.json())
+    print_repair_as_json(*number, done);
+  else
+    print_repair(*number, done);
   return kSuccess;
 }
 

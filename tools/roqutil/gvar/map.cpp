@@ -10,20 +10,18 @@ constexpr uint32_t kAddressWidth = 10; // "0x2f100034"
 constexpr uint32_t kCellsPerRow = 88;
 static_assert(kAddressWidth + 1 + kCellsPerRow <= kMapWidth);
 
-constexpr const char* kPlain = "\033[0m";
-
 // How the parts of a pool look, in the order of Use; behind a break of the block chain nothing is known.
 struct Look {
   const char* name;
   char symbol;
-  const char* colour;
+  Colour colour;
   const char* fill;
 };
 
 constexpr Look kLooks[] = {
-    {"free", '.', "\033[2m", "#e4e7eb"},     {"node", 'o', "\033[36m", "#1b98a6"},
-    {"value", '#', "\033[32m", "#4f9d4a"},   {"unlisted", '?', "\033[33m", "#e0a526"},
-    {"unknown", 'x', "\033[31m", "#c8443c"},
+    {"free", '.', Colour::faint, "#e4e7eb"},  {"node", 'o', Colour::prominent, "#1b98a6"},
+    {"value", '#', Colour::good, "#4f9d4a"},  {"unlisted", '?', Colour::doubtful, "#e0a526"},
+    {"unknown", 'x', Colour::bad, "#c8443c"},
 };
 constexpr size_t kLookCount = sizeof kLooks / sizeof *kLooks;
 constexpr size_t kUnknown = kLookCount - 1;
@@ -80,10 +78,10 @@ private:
   size_t at_ = 0;
 };
 
-void append_legend(Text& out, bool colours) {
+void append_legend(Text& out, const Colours& colours) {
   for (const Look& look : kLooks)
-    out.format("%s%s%c%s %s", &look == kLooks ? "" : "  ", colours ? look.colour : "", look.symbol,
-               colours ? kPlain : "", look.name);
+    out.format("%s%s%c%s %s", &look == kLooks ? "" : "  ", colours.begin(look.colour), look.symbol, colours.end(),
+               look.name);
   out.append('\n');
 }
 
@@ -131,7 +129,7 @@ void append_svg_stretch(Text& out, const Report& report, const Stretch& stretch,
 
 const char* name_of(Use use) { return kLooks[look_of(use)].name; }
 
-void append_map(Text& out, const Report& report, bool colours) {
+void append_map(Text& out, const Report& report, const Colours& colours) {
   uint32_t pool_size = report.pool_end - report.pool;
   uint32_t cell = bytes_per_cell(pool_size);
   Array<Stretch> stretches = stretches_of(report);
@@ -141,11 +139,11 @@ void append_map(Text& out, const Report& report, bool colours) {
     size_t last_look = kLookCount;
     for (uint32_t index = 0; index < kCellsPerRow && row + index * cell < report.pool_end; ++index) {
       size_t look = cells.look_at(row + index * cell);
-      if (colours && look != last_look) out.format("%s%s", kPlain, kLooks[look].colour);
+      if (look != last_look) out.format("%s%s", colours.end(), colours.begin(kLooks[look].colour));
       out.append(kLooks[look].symbol);
       last_look = look;
     }
-    out.format("%s\n", colours ? kPlain : "");
+    out.format("%s\n", colours.end());
   }
   out.format("one character: %u bytes   ", cell);
   append_legend(out, colours);

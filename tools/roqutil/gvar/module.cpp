@@ -1,11 +1,13 @@
 #include "gvar/module.h"
 
+#include "clock.h"
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <dirent.h>
+#include <roqutil/gvar.h>
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
@@ -23,22 +25,13 @@ int change_semaphore(int id, int change, short flags, const timespec* limit) {
   return semtimedop(id, &operation, 1, limit);
 }
 
-timespec now() {
-  timespec time{};
-  clock_gettime(CLOCK_MONOTONIC, &time);
-  return time;
-}
-
 // What is left of a number of seconds that began at `start`; nothing when they are over.
-std::optional<timespec> time_left(const timespec& start, uint32_t seconds) {
-  constexpr int64_t kNanoseconds = 1000000000;
-  timespec at = now();
-  int64_t passed = (int64_t{at.tv_sec} - start.tv_sec) * kNanoseconds + (at.tv_nsec - start.tv_nsec);
-  int64_t left = int64_t{seconds} * kNanoseconds - passed;
+std::optional<timespec> time_left(int64_t start, uint32_t seconds) {
+  int64_t left = start + seconds * kNanosecondsPerSecond - nanoseconds_now();
   if (left <= 0) return std::nullopt;
   timespec result{};
-  result.tv_sec = static_cast<time_t>(left / kNanoseconds);
-  result.tv_nsec = static_cast<long>(left % kNanoseconds);
+  result.tv_sec = static_cast<time_t>(left / kNanosecondsPerSecond);
+  result.tv_nsec = static_cast<long>(left % kNanosecondsPerSecond);
   return result;
 }
 
@@ -126,7 +119,7 @@ int Attachment::lock_id(const Module& module) const {
 Lock::Lock(int semaphore_id, int units, uint32_t seconds)
     : semaphore_id_(semaphore_id), units_(units), outcome_(Outcome::off) {
   if (semaphore_id == 0) return;
-  timespec start = now();
+  int64_t start = nanoseconds_now();
   int result;
   do {
     std::optional<timespec> left = time_left(start, seconds);
@@ -174,22 +167,37 @@ int explain_lock(const Invocation& call, const Module& module, const Lock& lock,
       module.number, seconds, state ? state->value : 0, kAllUnits, state ? state->last_user : 0);
 }
 
-int explain_missing(const Invocation& call, const Module& module) {
+std::optional<int> find_module(const Invocation& call, uint32_t number, Module& module) {
+  module = look_up_module(number);
   if (module.error == ENOENT && module.key != -1)
-    return call.no("module %u: it has no segment; create one with 'roqutil gvar init %u'", module.number,
-                   module.number);
-  return call.refused("module %u: %s: %s; run as a user who may use the store", module.number,
-                      module.key == -1 ? "/var/" : "its segment", strerror(module.error));
+    return call.no("module %u: it has no segment; create one with 'roqutil gvar init %u'", number, number);
+  if (module.error != 0)
+    return call.refused("module %u: %s: %s; run as a user who may use the store", number,
+                        module.key == -1 ? "/var/" : "its segment", strerror(module.error));
+  warn_of_ids(module);
+  return std::nullopt;
+}
+
+std::optional<int> attach_module(const Invocation& call, uint32_t number) {
+  errno = 0;
+  if (ROQ_UTIL_GVarAttach(number) == 0) return std::nullopt;
+  return call.refused("module %u: its segment could not be attached at 0x%08x: %s; see 'roqutil doctor gvar'", number,
+                      address_of_module(number), strerror(errno));
+}
+
+void copy_segment(const Attachment& attachment, Snapshot& snapshot) {
+  // What is too large to be of the store is judged by its size alone.
+  uint32_t size = std::min(snapshot.module.size, kLargestSegment);
+  snapshot.bytes.resize(std::max(size, kFixedHeader), 0);
+  memcpy(snapshot.bytes.data(), attachment.bytes(), size);
 }
 
 std::optional<int> take_snapshot(const Invocation& call, uint32_t number, Locking locking, Snapshot& snapshot) {
   std::optional<uint32_t> seconds =
       call.option_number("wait", locking == Locking::needed ? kDefaultWait : 1, 0, kLongestWait);
   if (!seconds) return kUsage;
-  snapshot.module = look_up_module(number);
+  if (std::optional<int> code = find_module(call, number, snapshot.module)) return code;
   const Module& module = snapshot.module;
-  if (module.error != 0) return explain_missing(call, module);
-  warn_of_ids(module);
   Attachment attachment(module, false);
   if (!attachment.ok()) return explain_attach(call, module, attachment.error());
 
@@ -197,10 +205,14 @@ std::optional<int> take_snapshot(const Invocation& call, uint32_t number, Lockin
   Lock lock(semaphore_id, 1, *seconds);
   snapshot.locked = lock.holds();
   if (!lock.holds() && locking == Locking::needed) return explain_lock(call, module, lock, semaphore_id, *seconds);
-  // What is too large to be of the store is judged by its size alone.
-  uint32_t size = std::min(module.size, kLargestSegment);
-  snapshot.bytes.resize(std::max(size, kFixedHeader), 0);
-  memcpy(snapshot.bytes.data(), attachment.bytes(), size);
+  copy_segment(attachment, snapshot);
+  return std::nullopt;
+}
+
+std::optional<int> inspect_module(const Invocation& call, uint32_t number, Report& report) {
+  Snapshot snapshot;
+  if (std::optional<int> code = take_snapshot(call, number, Locking::needed, snapshot)) return code;
+  report = inspect(snapshot.memory(), snapshot.surroundings());
   return std::nullopt;
 }
 

@@ -26,6 +26,12 @@ Module look_up_module(uint32_t number);
 // Says on standard error what is dangerous about the module's ids, and what to do.
 void warn_of_ids(const Module& module);
 
+// Looks the module up and warns of it. Nothing when it is there, else the exit code: the reason was said.
+std::optional<int> find_module(const Invocation& call, uint32_t number, Module& module);
+
+// Attaches it at its fixed address, through the library. Nothing when it is attached, else the exit code likewise.
+std::optional<int> attach_module(const Invocation& call, uint32_t number);
+
 // The segment, attached wherever there is room for it until the end of the scope.
 class Attachment {
 public:
@@ -91,13 +97,16 @@ struct Snapshot {
   Surroundings surroundings() const { return {module.number, module.semaphore_id}; }
 };
 
+// Takes the bytes of the module that the snapshot names.
+void copy_segment(const Attachment& attachment, Snapshot& snapshot);
+
 enum class Locking { needed, if_possible };
 
 // Takes it. Nothing when it is there, else the exit code: the reason was said.
 std::optional<int> take_snapshot(const Invocation& call, uint32_t module, Locking locking, Snapshot& snapshot);
 
-// Says that the module has no segment, or that the question was refused, and returns the exit code.
-int explain_missing(const Invocation& call, const Module& module);
+// The same, already inspected, for those who need no bytes of it.
+std::optional<int> inspect_module(const Invocation& call, uint32_t module, Report& report);
 
 int explain_attach(const Invocation& call, const Module& module, int error);
 

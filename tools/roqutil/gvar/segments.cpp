@@ -16,15 +16,15 @@ constexpr uint32_t kDefaultSize = 0x10000;
 // The library tells no reason; what the kernel says about the module does.
 int explain_init(const Invocation& call, uint32_t number, uint32_t size, int error) {
   Module module = look_up_module(number);
-  if (module.key == -1)
-    return call.refused("module %u: /var/: %s; the store needs that folder", number, strerror(errno));
-  if (module.error == EACCES || module.error == EPERM) return explain_missing(call, module);
+  if (module.key == -1) return call.refused("module %u: /var/: %s; make that folder", number, strerror(errno));
+  if (module.error == EACCES || module.error == EPERM)
+    return call.refused("module %u: its segment: %s; run as a user who may use the store", number,
+                        strerror(module.error));
   if (module.segment_id >= 0 && module.size < size)
     return call.refused("module %u: its segment exists with %u bytes, fewer than the %u asked for; ask for no more, or "
                         "delete the module first",
                         number, module.size, size);
-  return call.refused("module %u could not be initialised: %s; see 'roqutil gvar show %u'", number, strerror(error),
-                      number);
+  return call.refused("module %u: it could not be initialised: %s; see 'roqutil doctor gvar'", number, strerror(error));
 }
 
 void print_processes(Text& out, const Array<pid_t>& processes) {
@@ -106,6 +106,7 @@ void put_segment(Json& json, const View& view) {
   json.key("segment");
   json.begin_object();
   json.member("id", module.segment_id);
+  json.member_hex("key", static_cast<uint32_t>(module.key));
   json.member("size", module.size);
   json.member_hex("address", address_of_module(module.number));
   json.member("attached", module.attached);
@@ -160,13 +161,12 @@ int run_init(const Invocation& call) {
   Module module = look_up_module(*number);
   warn_of_ids(module);
   if (call.json()) {
-    Json json;
-    json.begin_object();
-    json.member("module", *number);
-    json.member("created", created == 1);
-    json.member("size", module.size);
-    json.end_object();
-    json.print();
+    print_object([&](Json& json) {
+      json.member("module", *number);
+      json.member("created", created == 1);
+      json.member("size", module.size);
+      json.member_hex("address", address_of_module(*number));
+    });
     return kSuccess;
   }
   printf("module %u: %s, %u bytes at 0x%08x\n", *number, created == 1 ? "created" : "existed already", module.size,
@@ -177,14 +177,9 @@ int run_init(const Invocation& call) {
 int run_attach(const Invocation& call) {
   auto number = module_argument(call);
   if (!number) return kUsage;
-  Module module = look_up_module(*number);
-  if (module.error != 0) return explain_missing(call, module);
-  warn_of_ids(module);
-  errno = 0;
-  if (ROQ_UTIL_GVarAttach(*number) != 0)
-    return call.refused(
-        "module %u: its segment could not be attached at 0x%08x: %s; run as a user who may use the store", *number,
-        address_of_module(*number), strerror(errno));
+  Module module;
+  if (std::optional<int> code = find_module(call, *number, module)) return *code;
+  if (std::optional<int> code = attach_module(call, *number)) return *code;
   return run_show(call);
 }
 
@@ -199,14 +194,12 @@ int run_show(const Invocation& call) {
   view.semaphore = state_of(snapshot.module.semaphore_id);
   if (view.semaphore && view.semaphore->waiting > 0) view.waiting = processes_waiting_for(snapshot.module.semaphore_id);
   if (call.json()) {
-    Json json;
-    json.begin_object();
-    put_segment(json, view);
-    put_semaphore(json, view);
-    put_pool(json, view);
-    json.member("locked_snapshot", snapshot.locked);
-    json.end_object();
-    json.print();
+    print_object([&](Json& json) {
+      put_segment(json, view);
+      put_semaphore(json, view);
+      put_pool(json, view);
+      json.member("locked_snapshot", snapshot.locked);
+    });
     return kSuccess;
   }
   show_segment(view);
@@ -219,9 +212,8 @@ int run_show(const Invocation& call) {
 int run_delete_module(const Invocation& call) {
   auto number = module_argument(call);
   if (!number) return kUsage;
-  Module module = look_up_module(*number);
-  if (module.error != 0) return explain_missing(call, module);
-  warn_of_ids(module);
+  Module module;
+  if (std::optional<int> code = find_module(call, *number, module)) return *code;
   errno = 0;
   uint32_t result = ROQ_UTIL_GVarDelModule(*number, module.size);
   if (result != 0)
@@ -229,13 +221,11 @@ int run_delete_module(const Invocation& call) {
                         module.segment_id == 0 ? "the store does not delete the id 0" : strerror(errno),
                         module.segment_id == 0 ? "remove it with ipcrm -m 0" : "run as its owner");
   if (call.json()) {
-    Json json;
-    json.begin_object();
-    json.member("module", *number);
-    json.member("removed", true);
-    json.member("still_attached", module.attached);
-    json.end_object();
-    json.print();
+    print_object([&](Json& json) {
+      json.member("module", *number);
+      json.member("segment", module.segment_id);
+      json.member("still_attached", module.attached);
+    });
     return kSuccess;
   }
   printf("module %u: segment %d removed; %u processes keep their mapping of it, its semaphore set stays\n", *number,

@@ -1,11 +1,14 @@
 // Single variables: set, get, list, watch, delete.
 #include "gvar/commands.h"
 
+#include "bytes.h"
+#include "clock.h"
 #include "gvar/guarded.h"
+#include "gvar/id.h"
 #include "gvar/inspect.h"
 #include "gvar/module.h"
-#include "gvar/values.h"
 #include "json.h"
+#include "values.h"
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -36,33 +39,23 @@ private:
   uint32_t result_;
 };
 
-// Looks the variable's module up and warns of it. Nothing when it is there, else the exit code.
-std::optional<int> find_module(const Invocation& call, uint32_t id) {
-  Module module = look_up_module(id >> 16);
-  if (module.error != 0) return explain_missing(call, module);
-  warn_of_ids(module);
-  return std::nullopt;
-}
-
-std::optional<int> attach_module(const Invocation& call, uint32_t id) {
-  errno = 0;
-  if (ROQ_UTIL_GVarAttach(id >> 16) == 0) return std::nullopt;
-  return call.refused("module %u could not be attached at 0x%08x: %s; run as a user who may use the store", id >> 16,
-                      address_of_module(id >> 16), strerror(errno));
-}
+uint32_t module_of(uint32_t id) { return id >> 16; }
 
 // What a child that worked with the library came to: its exit code, or a message about its death.
 int conclude(const Invocation& call, uint32_t id, const Ending& ending, uint32_t seconds) {
   fputs(ending.said.c_str(), stderr);
   if (ending.error != 0) return call.refused("no process could be started: %s; try again", strerror(ending.error));
   if (ending.signal == 0) return ending.code;
+  // Nobody reads the output any more: no fault of the store's, and no news to whoever closed the pipe.
+  if (ending.signal == SIGPIPE) signal(SIGPIPE, SIG_DFL), raise(SIGPIPE);
+  uint32_t module = module_of(id);
   if (ending.signal == SIGALRM)
     return call.refused(
         "0x%08x: not done after %u seconds: a process holds the lock of module %u, or its variable list "
         "never ends; see 'roqutil gvar show %u' and 'roqutil gvar check %u'",
-        id, seconds, id >> 16, id >> 16, id >> 16);
+        id, seconds, module, module, module);
   return call.refused("0x%08x: the access ended in a signal (%s), so module %u is damaged; see 'roqutil gvar check %u'",
-                      id, strsignal(ending.signal), id >> 16, id >> 16);
+                      id, strsignal(ending.signal), module, module);
 }
 
 std::optional<uint32_t> seconds_to_wait(const Invocation& call) {
@@ -70,48 +63,46 @@ std::optional<uint32_t> seconds_to_wait(const Invocation& call) {
 }
 
 int not_set(const Invocation& call, uint32_t id) {
-  return call.no("0x%08x: not set; see 'roqutil gvar list %u'", id, id >> 16);
+  return call.no("0x%08x: not set; see 'roqutil gvar list %u'", id, module_of(id));
 }
 
-void print_value(const Invocation& call, uint32_t id, std::string_view value) {
-  if (call.json()) {
-    Json json;
-    json.begin_object();
-    json.member_hex("id", id);
-    json.member("length", value.size());
-    json.key("value");
-    json.bytes(value);
-    json.end_object();
-    json.print();
-    return;
-  }
-  if (call.has("raw")) {
-    fwrite(value.data(), 1, value.size(), stdout);
-    return;
-  }
+Text shown_as(const Invocation& call, std::string_view value) {
   Text shown;
   if (call.has("hex"))
     append_hex(shown, value);
   else
     append_readable(shown, value);
-  puts(shown.c_str());
+  return shown;
+}
+
+void print_value(const Invocation& call, uint32_t id, std::string_view value) {
+  if (call.json())
+    print_object([&](Json& json) {
+      json.member_hex("id", id);
+      json.member("length", value.size());
+      json.key("value");
+      json.bytes(value);
+    });
+  else if (call.has("raw"))
+    fwrite(value.data(), 1, value.size(), stdout);
+  else
+    puts(shown_as(call, value).c_str());
 }
 
 // Reads a file, or standard input for "-", as far as a segment could hold it.
 std::optional<int> read_file(const Invocation& call, const char* path, Text& value) {
-  bool is_input = strcmp(path, "-") == 0;
-  FILE* stream = is_input ? stdin : fopen(path, "re");
-  if (stream == nullptr) return call.refused("%s: %s; name a file that can be read", path, strerror(errno));
+  FILE* stream = open_input(call, path);
+  if (stream == nullptr) return kRefused;
   char piece[4096];
   size_t length;
   while (value.size() <= kLargestSegment && (length = fread(piece, 1, sizeof piece, stream)) > 0)
     value.append({piece, length});
-  int error = ferror(stream) != 0 ? errno : 0;
-  if (!is_input) fclose(stream);
-  if (error != 0) return call.refused("%s: %s; name a file that can be read", path, strerror(error));
-  if (value.size() > kLargestSegment)
-    return call.refused("%s: more than %u bytes; no segment holds that", path, kLargestSegment);
-  return std::nullopt;
+  std::optional<int> code;
+  if (ferror(stream) != 0) code = stream_failed(call, path);
+  if (stream != stdin) fclose(stream);
+  if (!code && value.size() > kLargestSegment)
+    code = call.refused("'%s': more than %u bytes: no segment holds that; give less", path, kLargestSegment);
+  return code;
 }
 
 std::optional<int> value_to_set(const Invocation& call, Text& value) {
@@ -194,34 +185,26 @@ void print_change(const Invocation& call, uint32_t id, bool is_set, std::string_
   localtime_r(&seconds, &local);
   Text stamp;
   stamp.format("%02d:%02d:%02d.%03d", local.tm_hour, local.tm_min, local.tm_sec, static_cast<int>(time.tv_usec / 1000));
-  if (call.json()) {
-    Json json;
-    json.begin_object();
-    json.member("time", stamp.view());
-    json.member_hex("id", id);
-    json.member("set", is_set);
-    json.member("length", value.size());
-    json.key("value");
-    if (is_set)
-      json.bytes(value);
-    else
-      json.null();
-    json.end_object();
-    json.print();
-  } else if (!is_set) {
+  if (call.json())
+    print_object([&](Json& json) {
+      json.member("time", stamp.view());
+      json.member_hex("id", id);
+      json.member("set", is_set);
+      json.member("length", value.size());
+      json.key("value");
+      if (is_set)
+        json.bytes(value);
+      else
+        json.null();
+    });
+  else if (is_set)
+    printf("%s 0x%08x %zu bytes %s\n", stamp.c_str(), id, value.size(), shown_as(call, value).c_str());
+  else
     printf("%s 0x%08x not set\n", stamp.c_str(), id);
-  } else {
-    Text shown;
-    if (call.has("hex"))
-      append_hex(shown, value);
-    else
-      append_readable(shown, value);
-    printf("%s 0x%08x %zu bytes %s\n", stamp.c_str(), id, value.size(), shown.c_str());
-  }
 }
 
 int watch(const Invocation& call, const WatchPlan& plan) {
-  if (std::optional<int> code = attach_module(call, plan.id)) return *code;
+  if (std::optional<int> code = attach_module(call, module_of(plan.id))) return *code;
   Text last;
   bool was_set = false;
   for (uint32_t seen = 0;;) {
@@ -230,7 +213,7 @@ int watch(const Invocation& call, const WatchPlan& plan) {
     bool is_first = seen == 0;
     if (is_first || value.is_set() != was_set || value.view() != last.view()) {
       print_change(call, plan.id, value.is_set(), value.view());
-      if (fflush(stdout) != 0) return kRefused;
+      if (fflush(stdout) != 0) return call.refused("standard output: %s; the output is not complete", strerror(errno));
       was_set = value.is_set();
       last.clear();
       last.append(value.view());
@@ -238,10 +221,7 @@ int watch(const Invocation& call, const WatchPlan& plan) {
       if (plan.changes != 0 && seen == plan.changes) return kSuccess;
       ++seen;
     }
-    timespec pause{};
-    pause.tv_sec = static_cast<time_t>(plan.interval / 1000);
-    pause.tv_nsec = static_cast<long>(plan.interval % 1000) * 1000000;
-    nanosleep(&pause, nullptr);
+    pause_for(plan.interval);
   }
 }
 
@@ -284,38 +264,81 @@ void append_prediction(Text& out, const Report& report, size_t place) {
              "fields of the header and mostly ends the process (SIGABRT or SIGSEGV)\n");
 }
 
-int report_deletion(const Invocation& call, uint32_t id, const Ending& ending, size_t variables_before) {
-  Snapshot after;
-  if (std::optional<int> code = take_snapshot(call, id >> 16, Locking::needed, after)) return *code;
-  Report report = inspect(after.memory(), after.surroundings());
-  bool is_listed = place_in_list(report, id).has_value();
-  if (call.json()) {
-    Json json;
-    json.begin_object();
+struct Outcome {
+  Text said; // by the store
+  int signal;
+  bool is_listed;
+  size_t variables;
+  size_t broken_invariants;
+};
+
+void put_ids(Json& json, const char* name, const Report& report, size_t from, size_t end) {
+  json.key(name);
+  json.begin_array();
+  for (size_t at = from; at < end; ++at)
+    json.hex_number(report.variables[at].id);
+  json.end_array();
+}
+
+void put_outcome(Json& json, const Outcome& outcome) {
+  json.begin_object();
+  json.member("listed", outcome.is_listed);
+  json.key("signal");
+  if (outcome.signal != 0)
+    json.number(outcome.signal);
+  else
+    json.null();
+  json.member("said", outcome.said.view());
+  json.member("variables", outcome.variables);
+  json.member("broken_invariants", outcome.broken_invariants);
+  json.end_object();
+}
+
+// A null outcome: nothing was deleted.
+void print_deletion_as_json(uint32_t id, const Report& before, size_t place, const Outcome* outcome) {
+  bool faults = place == 0;
+  print_object([&](Json& json) {
     json.member_hex("id", id);
-    json.member("listed", is_listed);
-    json.key("signal");
-    if (ending.signal != 0)
-      json.number(ending.signal);
+    json.member("faults", faults);
+    put_ids(json, "stay", before, faults ? 0 : place + 1, before.variables.size());
+    put_ids(json, "dropped", before, 0, place);
+    json.key("outcome");
+    if (outcome != nullptr)
+      put_outcome(json, *outcome);
     else
       json.null();
-    json.member("said", ending.said.view());
-    json.member("variables_before", variables_before);
-    json.member("variables", report.variables.size());
-    json.member("broken_invariants", report.findings.size());
-    json.end_object();
-    json.print();
-  } else {
-    if (!ending.said.empty()) printf("the store said: %s", ending.said.c_str());
-    if (ending.signal != 0)
-      printf("the deleting process was ended by a signal (%s), as documented\n", strsignal(ending.signal));
-    else
-      printf("the deleting process went on\n");
-    printf("0x%08x is %s; %zu of %zu variables are left; %zu broken invariants%s\n", id,
-           is_listed ? "still there" : "no longer listed", report.variables.size(), variables_before,
-           report.findings.size(), report.clean() ? "" : ", see 'roqutil gvar check' and 'roqutil gvar repair'");
-  }
-  return is_listed ? kNo : kSuccess;
+  });
+}
+
+void print_outcome(uint32_t id, size_t variables_before, const Outcome& outcome) {
+  if (!outcome.said.empty()) printf("the store said: %s", outcome.said.c_str());
+  if (outcome.signal != 0)
+    printf("the deleting process was ended by a signal (%s), as documented\n", strsignal(outcome.signal));
+  else
+    printf("the deleting process went on\n");
+  printf("0x%08x is %s; %zu of %zu variables are left; %zu broken invariants%s\n", id,
+         outcome.is_listed ? "still there" : "no longer listed", outcome.variables, variables_before,
+         outcome.broken_invariants,
+         outcome.broken_invariants == 0 ? "" : ", see 'roqutil gvar check' and 'roqutil gvar repair'");
+}
+
+// Deletes in a process of its own. Nothing when that is done, however it ended, else the exit code.
+std::optional<int> delete_variable(const Invocation& call, uint32_t id, uint32_t seconds, Outcome& outcome) {
+  Ending ending = run_guarded(seconds, Output::taken, [&]() -> int {
+    if (std::optional<int> code = attach_module(call, module_of(id))) return *code;
+    return ROQ_UTIL_GVarSetValue(id, "", 0) == 0 ? kSuccess : kRefused;
+  });
+  bool was_stopped_by_the_store = ending.signal != 0 && ending.signal != SIGALRM;
+  if (ending.error != 0 || ending.code != kSuccess || (ending.signal != 0 && !was_stopped_by_the_store))
+    return conclude(call, id, ending, seconds);
+  Report after;
+  if (std::optional<int> code = inspect_module(call, module_of(id), after)) return code;
+  outcome.said = std::move(ending.said);
+  outcome.signal = ending.signal;
+  outcome.is_listed = place_in_list(after, id).has_value();
+  outcome.variables = after.variables.size();
+  outcome.broken_invariants = after.findings.size();
+  return std::nullopt;
 }
 
 } // namespace
@@ -336,13 +359,14 @@ int run_set(const Invocation& call) {
   if (!seconds) return kUsage;
   Text value;
   if (std::optional<int> code = value_to_set(call, value)) return *code;
-  if (std::optional<int> code = find_module(call, *id)) return *code == kNo ? kRefused : *code;
+  Module module;
+  if (std::optional<int> code = find_module(call, module_of(*id), module)) return *code == kNo ? kRefused : *code;
 
   Ending ending = run_guarded(*seconds, Output::taken, [&]() -> int {
-    if (std::optional<int> code = attach_module(call, *id)) return *code;
+    if (std::optional<int> code = attach_module(call, module.number)) return *code;
     if (ROQ_UTIL_GVarSetValue(*id, value.c_str(), static_cast<uint32_t>(value.size())) == 0) return kSuccess;
     return call.refused("0x%08x: the pool of module %u has no room for %zu bytes; see 'roqutil gvar map %u'", *id,
-                        *id >> 16, value.size(), *id >> 16);
+                        module.number, value.size(), module.number);
   });
   return conclude(call, *id, ending, *seconds);
 }
@@ -352,10 +376,11 @@ int run_get(const Invocation& call) {
   auto seconds = id ? seconds_to_wait(call) : std::nullopt;
   if (!seconds) return kUsage;
   if (call.has("hex") + call.has("raw") + call.json() > 1) return call.wrong("expected one of --hex, --raw and --json");
-  if (std::optional<int> code = find_module(call, *id)) return *code;
+  Module module;
+  if (std::optional<int> code = find_module(call, module_of(*id), module)) return *code;
 
   Ending ending = run_guarded(*seconds, Output::of_the_tool, [&]() -> int {
-    if (std::optional<int> code = attach_module(call, *id)) return *code;
+    if (std::optional<int> code = attach_module(call, module.number)) return *code;
     Value value(*id);
     if (!value.ok()) return call.refused("0x%08x: no memory for its value; free some and try again", *id);
     if (!value.is_set()) return not_set(call, *id);
@@ -373,17 +398,17 @@ int run_list(const Invocation& call) {
   Report report = inspect(snapshot.memory(), snapshot.surroundings());
   print_list(snapshot, report, call.json());
   if (report.clean()) return kSuccess;
-  return call.no("module %u is damaged, so the list may be wrong; see 'roqutil gvar check %u'", *module, *module);
+  return call.no("module %u: it is damaged, and the list may be wrong; see 'roqutil gvar check %u'", *module, *module);
 }
 
 int run_watch(const Invocation& call) {
-  constexpr uint32_t kDefaultInterval = 200;
-  constexpr uint32_t kLongestInterval = 3600000;
+  constexpr uint32_t kDefaultInterval = 200, kLongestInterval = 3600000; // milliseconds
   auto id = variable_argument(call);
-  auto interval = id ? call.option_number("interval", kDefaultInterval, 1, kLongestInterval) : std::nullopt;
+  auto interval = id ? call.option_time("interval", kDefaultInterval, 1, kLongestInterval) : std::nullopt;
   auto changes = interval ? call.option_number("count", 0) : std::nullopt;
   if (!changes) return kUsage;
-  if (std::optional<int> code = find_module(call, *id)) return *code;
+  Module module;
+  if (std::optional<int> code = find_module(call, module_of(*id), module)) return *code;
   WatchPlan plan{*id, *interval, *changes};
   Ending ending = run_guarded(0, Output::of_the_tool, [&] { return watch(call, plan); });
   return conclude(call, *id, ending, 0);
@@ -393,28 +418,30 @@ int run_delete(const Invocation& call) {
   auto id = variable_argument(call);
   auto seconds = id ? seconds_to_wait(call) : std::nullopt;
   if (!seconds) return kUsage;
-  Snapshot snapshot;
-  if (std::optional<int> code = take_snapshot(call, *id >> 16, Locking::needed, snapshot)) return *code;
-  Report before = inspect(snapshot.memory(), snapshot.surroundings());
+  Report before;
+  if (std::optional<int> code = inspect_module(call, module_of(*id), before)) return *code;
   std::optional<size_t> place = place_in_list(before, *id);
   if (!place) return not_set(call, *id);
 
-  Text prediction;
-  append_prediction(prediction, before, *place);
-  fputs(prediction.c_str(), call.json() ? stderr : stdout);
-  if (!call.has("force"))
+  if (!call.json()) {
+    Text prediction;
+    append_prediction(prediction, before, *place);
+    fputs(prediction.c_str(), stdout);
+  }
+  if (!call.has("force")) {
+    if (call.json()) print_deletion_as_json(*id, before, *place, nullptr);
     return call.no(
         "0x%08x: nothing was deleted, for this is what a deletion does; repeat with --force, or set the variable "
         "to a value that means 'none'",
         *id);
-  Ending ending = run_guarded(*seconds, Output::taken, [&]() -> int {
-    if (std::optional<int> code = attach_module(call, *id)) return *code;
-    return ROQ_UTIL_GVarSetValue(*id, "", 0) == 0 ? kSuccess : kRefused;
-  });
-  bool was_stopped_by_the_store = ending.signal != 0 && ending.signal != SIGALRM;
-  if (ending.error != 0 || ending.code != kSuccess || (ending.signal != 0 && !was_stopped_by_the_store))
-    return conclude(call, *id, ending, *seconds);
-  return report_deletion(call, *id, ending, before.variables.size());
+  }
+  Outcome outcome{};
+  if (std::optional<int> code = delete_variable(call, *id, *seconds, outcome)) return *code;
+  if (call.json())
+    print_deletion_as_json(*id, before, *place, &outcome);
+  else
+    print_outcome(*id, before.variables.size(), outcome);
+  return outcome.is_listed ? kNo : kSuccess;
 }
 
 } // namespace roq::tool::gvar

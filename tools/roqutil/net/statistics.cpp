@@ -1,11 +1,11 @@
 #include "net/statistics.h"
 
+#include "clock.h"
 #include "json.h"
+#include "net/interfaces.h"
 #include <cerrno>
 #include <cstring>
-#include <net/if.h>
 #include <roqutil/netinfo.h>
-#include <time.h>
 #include <unistd.h>
 
 namespace roq::tool::net {
@@ -29,14 +29,8 @@ constexpr Counter kCounters[] = {
 struct Reading {
   char name[IF_NAMESIZE];
   RoqIfcStat counters;
-  double when; // seconds
+  int64_t when; // nanoseconds
 };
-
-double now() {
-  timespec time{};
-  clock_gettime(CLOCK_MONOTONIC, &time);
-  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
-}
 
 bool ends_with(const char* text, const char* end) {
   size_t length = strlen(text), end_length = strlen(end);
@@ -57,12 +51,10 @@ RoqIfcStat read_counters(const char* interface) {
 
 void warn_of_longer_names(const char* interface) {
   if (strlen(interface) < kPaddedNameLength) return;
-  struct if_nameindex* list = if_nameindex();
-  if (list == nullptr) return;
-  for (const struct if_nameindex* entry = list; entry->if_name != nullptr; ++entry) {
-    if (ends_with(entry->if_name, interface)) warn("'%s' may show the counters of %s", interface, entry->if_name);
-  }
-  if_freenameindex(list);
+  for_each_interface([&](const char* name) {
+    if (ends_with(name, interface))
+      warn("'%s': these may be the counters of %s; look at that one, too", interface, name);
+  });
 }
 
 void add(Array<Reading>& readings, const char* interface) {
@@ -71,19 +63,10 @@ void add(Array<Reading>& readings, const char* interface) {
   readings.add(reading);
 }
 
-bool add_all(Array<Reading>& readings) {
-  struct if_nameindex* list = if_nameindex();
-  if (list == nullptr) return false;
-  for (const struct if_nameindex* entry = list; entry->if_name != nullptr; ++entry)
-    add(readings, entry->if_name);
-  if_freenameindex(list);
-  return true;
-}
-
 void take(Array<Reading>& readings) {
   for (Reading& reading : readings) {
     reading.counters = read_counters(reading.name);
-    reading.when = now();
+    reading.when = nanoseconds_now();
   }
 }
 
@@ -105,7 +88,7 @@ void print_values(const Reading& reading) {
 std::optional<double> rate(const Reading& before, const Reading& reading, const Counter& counter) {
   uint32_t old_value = before.counters.*counter.member, value = reading.counters.*counter.member;
   if (value == kFullCounter || value < old_value || reading.when <= before.when) return std::nullopt;
-  return (value - old_value) / (reading.when - before.when);
+  return (value - old_value) * 1e9 / static_cast<double>(reading.when - before.when);
 }
 
 void print_rates(const Reading& before, const Reading& reading) {
@@ -129,6 +112,18 @@ void print_text(const Array<Reading>& before, const Array<Reading>& readings) {
     print_rates(before[index], readings[index]);
 }
 
+void put_rates(Json& json, const Reading& before, const Reading& reading) {
+  json.begin_object();
+  for (const Counter& counter : kCounters) {
+    json.key(counter.name);
+    if (auto per_second = rate(before, reading, counter))
+      json.real(*per_second);
+    else
+      json.null();
+  }
+  json.end_object();
+}
+
 void print_json(const Array<Reading>& before, const Array<Reading>& readings) {
   Json json;
   json.begin_array();
@@ -138,18 +133,11 @@ void print_json(const Array<Reading>& before, const Array<Reading>& readings) {
     json.member("interface", reading.name);
     for (const Counter& counter : kCounters)
       json.member(counter.name, reading.counters.*counter.member);
-    if (!before.empty()) {
-      json.key("per_second");
-      json.begin_object();
-      for (const Counter& counter : kCounters) {
-        json.key(counter.name);
-        if (auto per_second = rate(before[index], reading, counter))
-          json.real(*per_second);
-        else
-          json.null();
-      }
-      json.end_object();
-    }
+    json.key("per_second");
+    if (before.empty())
+      json.null();
+    else
+      put_rates(json, before[index], reading);
     json.end_object();
   }
   json.end_array();
@@ -173,7 +161,7 @@ void watch(const Invocation& call, Array<Reading>& readings, uint32_t interval, 
     before.clear();
     for (const Reading& reading : readings)
       before.add(reading);
-    sleep(interval);
+    pause_for(interval);
     if (!call.json()) putchar('\n');
   }
 }
@@ -181,7 +169,8 @@ void watch(const Invocation& call, Array<Reading>& readings, uint32_t interval, 
 } // namespace
 
 int run_stat(const Invocation& call) {
-  auto interval = call.option_number("interval", 1, 1, 3600);
+  constexpr uint32_t kShortest = 100, kDefault = 1000, kLongest = 3600000; // milliseconds
+  auto interval = call.option_time("interval", kDefault, kShortest, kLongest);
   if (!interval) return kUsage;
   auto count = call.option_number("count", 0, 1);
   if (!count) return kUsage;
@@ -190,14 +179,13 @@ int run_stat(const Invocation& call) {
 
   Array<Reading> readings;
   for (const char* interface : call.arguments()) {
-    if (if_nametoindex(interface) == 0)
-      return call.no("'%s': there is no such interface; 'ip link' shows all", interface);
+    if (auto code = refuse_unknown(call, interface)) return *code;
     warn_of_longer_names(interface);
     add(readings, interface);
   }
-  if (call.count() == 0 && !add_all(readings))
-    return call.refused("the interfaces cannot be listed: %s", strerror(errno));
-  if (access("/proc/net/dev", R_OK) != 0) return call.refused("/proc/net/dev: %s; is /proc mounted?", strerror(errno));
+  if (call.count() == 0 && !for_each_interface([&](const char* name) { add(readings, name); }))
+    return call.refused("the interfaces cannot be listed: %s; try again", strerror(errno));
+  if (access("/proc/net/dev", R_OK) != 0) return call.refused("/proc/net/dev: %s; mount /proc", strerror(errno));
 
   if (call.has("watch")) {
     watch(call, readings, *interval, *count);
