@@ -1,5 +1,6 @@
 #include "complete.h"
 #include "dns/commands.h"
+#include "doctor.h"
 #include "groups.h"
 #include "gvar/places.h"
 #include "json.h"
@@ -36,6 +37,7 @@ constexpr Example kCompleteExamples[] = {{"roqutil complete -- gvar get --", "th
 constexpr Command kCommands[] = {
     kResolveCommand,
     kSrvCommand,
+    kDoctorCommand,
     {.name = "version",
      .summary = "print the version of the tool and of the library",
      .options = kJsonOnly,
@@ -71,9 +73,11 @@ const Group* const kGroups[] = {
 
 constexpr Place kPlaces[] = {{"MODULE", gvar::add_modules},
                              {"ID", gvar::add_variables},
-                             {"INTERFACE", net::add_interfaces}};
+                             {"INTERFACE", net::add_interfaces},
+                             {"AREA", add_areas}};
 
-constexpr Example kExamples[] = {{"roqutil gvar init 2", "create module 2 of the variable store"},
+constexpr Example kExamples[] = {{"roqutil doctor", "see whether this machine has what the library needs"},
+                                 {"roqutil gvar init 2", "create module 2 of the variable store"},
                                  {"roqutil gvar set 2:1 ppp0", "set its variable 1"},
                                  {"roqutil gvar check 2", "look for damage in it"}};
 
