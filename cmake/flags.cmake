@@ -12,8 +12,8 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
 add_library(roq_warnings INTERFACE)
 target_compile_options(roq_warnings INTERFACE
-  -Wall -Wextra -Werror -Wconversion -Wsign-conversion -Wshadow -Wpointer-arith -Wcast-qual -Wformat=2
-  -Wundef -Wvla -Wwrite-strings
+  -Wall -Wextra -Wconversion -Wsign-conversion -Wshadow -Wpointer-arith -Wcast-qual -Wformat=2
+  -Wundef -Wvla -Wwrite-strings $<$<BOOL:${ROQ_WARNINGS_AS_ERRORS}>:-Werror>
   $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Wextra-semi -Wnon-virtual-dtor -Woverloaded-virtual>
   $<$<COMPILE_LANGUAGE:C>:-Wstrict-prototypes -Wmissing-prototypes>)
 
@@ -47,6 +47,17 @@ endif()
 if(ROQ_BUILD_FUZZERS)
   add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
+
+# What is built is the same byte for byte wherever it is built: no path of this machine in it, no time in an archive.
+if(CMAKE_BUILD_TYPE MATCHES "^(Release|MinSizeRel|RelWithDebInfo)$")
+  target_compile_options(roq_freestanding INTERFACE
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${PROJECT_BINARY_DIR}=build)
+endif()
+foreach(language C CXX)
+  set(CMAKE_${language}_ARCHIVE_CREATE "<CMAKE_AR> qcD <TARGET> <LINK_FLAGS> <OBJECTS>")
+  set(CMAKE_${language}_ARCHIVE_APPEND "<CMAKE_AR> qD <TARGET> <LINK_FLAGS> <OBJECTS>")
+  set(CMAKE_${language}_ARCHIVE_FINISH "<CMAKE_RANLIB> -D <TARGET>")
+endforeach()
 
 # The C driver links, so that no C++ run-time library is pulled in.
 function(roq_link_without_cxx_runtime target)
