@@ -4,10 +4,17 @@
 
 #include "support/child.h"
 
+// Not there with musl.
+extern "C" [[gnu::weak]] const char* gnu_get_libc_version();
+
 namespace roq::test {
 
+// The C library's own report.
 inline std::string pool_assertion(int line, const char* function, const char* text) {
-  return "bget.c:" + std::to_string(line) + ": " + function + ": Assertion `" + text + "' failed.\n";
+  const std::string number = std::to_string(line);
+  if (gnu_get_libc_version != nullptr)
+    return "bget.c:" + number + ": " + function + ": Assertion `" + text + "' failed.\n";
+  return std::string("Assertion failed: ") + text + " (bget.c: " + function + ": " + number + ")\n";
 }
 
 // The process was stopped by this assertion: SIGABRT, the report on standard error, nothing on standard output.
