@@ -11,7 +11,7 @@ bool continues(std::string_view bytes, size_t index) {
 // beyond ASCII begin with C2.
 size_t printable_length(std::string_view bytes) {
   auto first = static_cast<unsigned char>(bytes[0]);
-  if (first < 0x80) return first >= 0x20 && first != 0x7F && first != '\\' ? 1 : 0;
+  if (first < 0x80) return first >= 0x20 && first != 0x7F ? 1 : 0;
   size_t length = utf8_length(bytes);
   bool is_control = first == 0xC2 && length == 2 && static_cast<unsigned char>(bytes[1]) < 0xA0;
   return is_control ? 0 : length;
@@ -22,6 +22,16 @@ void append_escaped(Text& out, char byte) {
     out.append(escape);
   else
     out.format("\\x%02x", static_cast<unsigned>(static_cast<unsigned char>(byte)));
+}
+
+// Appends the first character, escaped where it cannot be printed or `must_escape` says so. Returns its length.
+size_t append_first_character(Text& out, std::string_view bytes, bool must_escape) {
+  size_t length = must_escape ? 0 : printable_length(bytes);
+  if (length == 0)
+    append_escaped(out, bytes[0]);
+  else
+    out.append(std::string_view(bytes.data(), length));
+  return length == 0 ? 1 : length;
 }
 
 } // namespace
@@ -95,18 +105,20 @@ void append_readable(Text& out, std::string_view bytes, size_t limit) {
       out.append("...");
       return;
     }
-    size_t length = printable_length(bytes);
-    if (length == 0)
-      append_escaped(out, bytes[0]);
-    else
-      out.append(std::string_view(bytes.data(), length));
-    bytes.remove_prefix(length == 0 ? 1 : length);
+    bytes.remove_prefix(append_first_character(out, bytes, bytes[0] == '\\'));
   }
 }
 
 Text readable(std::string_view bytes) {
   Text shown;
   append_readable(shown, bytes);
+  return shown;
+}
+
+Text on_one_line(std::string_view sentence) {
+  Text shown;
+  while (!sentence.empty())
+    sentence.remove_prefix(append_first_character(shown, sentence, false));
   return shown;
 }
 

@@ -25,6 +25,9 @@ const char* short_escape(char c);
 void append_readable(Text& out, std::string_view bytes, size_t limit = static_cast<size_t>(-1));
 Text readable(std::string_view bytes);
 
+// Likewise, but a backslash stays one: for whole sentences, in which somebody's bytes are quoted.
+Text on_one_line(std::string_view sentence);
+
 } // namespace roq::tool
 
 #endif

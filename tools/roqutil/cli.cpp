@@ -17,8 +17,7 @@ void print_message(const char* prefix, const char* form, va_list values) {
   Text line;
   line.append(prefix);
   line.format_list(form, values);
-  line.append('\n');
-  fputs(line.c_str(), stderr);
+  fprintf(stderr, "%s\n", on_one_line(line.view()).c_str());
 }
 
 bool asks_for_help(const char* typed) { return strcmp(typed, "--help") == 0 || strcmp(typed, "-h") == 0; }

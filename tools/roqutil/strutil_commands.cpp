@@ -1,7 +1,6 @@
 // roqutil trim, shell-quote, field, base64: the string helpers and Base64.
 #include "strutil_commands.h"
 
-#include "bytes.h"
 #include "groups.h"
 #include "json.h"
 #include "values.h"
@@ -282,7 +281,7 @@ int run_field(const Invocation& call) {
   if (code != kSuccess) return code;
   results.finish();
   if (is_found) return kSuccess;
-  return call.no("key '%s': it occurs nowhere; type it as it stands in the texts", readable(key).c_str());
+  return call.no("key '%s': it occurs nowhere; type it as it stands in the texts", key);
 }
 
 constinit const Group base64_group{

@@ -226,7 +226,7 @@ int run_cidr(const Invocation& call) {
   uint32_t bits = ROQ_IpMaskToCidrLen(mask);
   // 0 says both that there is no leading one and that the text is no mask.
   if (bits == 0 && inet_aton(mask, &address) == 0)
-    return call.no("'%s': it is no mask; give one such as 255.255.255.0", readable(mask).c_str());
+    return call.no("'%s': it is no mask; give one such as 255.255.255.0", mask);
   Text line;
   line.format("%u", bits);
   return print_answer(call, line.c_str(), [&](Json& json) {
@@ -239,8 +239,7 @@ int run_minutes(const Invocation& call) {
   const char* time = call.argument(0);
   uint16_t minutes;
   if (ROQ_UTIL_TimeToShort(time, &minutes) != 1)
-    return call.no("'%s': it is no time; give hours to 23 and minutes to 59, five characters at most",
-                   readable(time).c_str());
+    return call.no("'%s': it is no time; give hours to 23 and minutes to 59, five characters at most", time);
   Text line;
   line.format("%u", unsigned{minutes});
   return print_answer(call, line.c_str(), [&](Json& json) {
@@ -253,7 +252,7 @@ int run_split(const Invocation& call) {
   const char* address = call.argument(0);
   uint32_t octets[4];
   if (ROQ_UTIL_IpAddrSplit(address, octets) != 1)
-    return call.no("'%s': it is no dotted quad; give four numbers of 0 to 255", readable(address).c_str());
+    return call.no("'%s': it is no dotted quad; give four numbers of 0 to 255", address);
   Text line;
   line.format("%u %u %u %u", octets[0], octets[1], octets[2], octets[3]);
   return print_answer(call, line.c_str(), [&](Json& json) {

@@ -45,4 +45,9 @@ TEST(ToolReadable, IsCutAtItsLimit) {
   EXPECT_EQ(shown("abcdefg", 6), "abcdef...");
 }
 
+TEST(ToolOneLine, EscapesAllButBackslashes) {
+  EXPECT_STREQ(on_one_line("what\n'\x1b[2J': gr\xC3\xBCn \\n \xFF").c_str(),
+               "what\\n'\\x1b[2J': gr\xC3\xBCn \\n \\xff");
+}
+
 } // namespace
