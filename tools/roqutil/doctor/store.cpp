@@ -44,17 +44,23 @@ void check_at_least(Checkup& checkup, const char* subject, uint64_t limit, uint6
   checkup.expect(limit >= needed, subject, found.c_str(), advice);
 }
 
+// The kernel's shm_info, whose fields have a name of their own in every C library.
+struct SegmentUsage {
+  int segments;
+  unsigned long pages, resident, swapped, attempts, successes;
+};
+
 void check_shared_memory(Checkup& checkup, unsigned missing_segments) {
   shminfo limits{};
-  shm_info usage{};
+  SegmentUsage usage{};
   if (shmctl(0, IPC_INFO, reinterpret_cast<shmid_ds*>(&limits)) < 0 ||
       shmctl(0, SHM_INFO, reinterpret_cast<shmid_ds*>(&usage)) < 0)
     return checkup.problem("shared memory", strerror(errno), "use a kernel with System V IPC");
-  check_room(checkup, "segments", limits.shmmni, static_cast<uint64_t>(usage.used_ids), missing_segments,
+  check_room(checkup, "segments", limits.shmmni, static_cast<uint64_t>(usage.segments), missing_segments,
              "raise kernel.shmmni, or remove segments that 'ipcs -m' shows");
   check_at_least(checkup, "bytes of a segment", limits.shmmax, kLargestSegment, "raise kernel.shmmax to 524288");
   uint64_t page = static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
-  check_room(checkup, "pages of all segments", limits.shmall, usage.shm_tot, missing_segments * kLargestSegment / page,
+  check_room(checkup, "pages of all segments", limits.shmall, usage.pages, missing_segments * kLargestSegment / page,
              "raise kernel.shmall, or remove segments that 'ipcs -m' shows");
 }
 
