@@ -1,5 +1,6 @@
 """What the tests of the command-line tool share: typing a command, and reaching into the store behind its back."""
 
+import concurrent.futures
 import ctypes
 import functools
 import json
@@ -52,6 +53,13 @@ def start(*words, **arguments):
 class Case(unittest.TestCase):
     maxDiff = None
 
+    def for_each(self, work, items):
+        """Calls work(item) for all of them, several at a time: mostly it waits for a program."""
+        with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+            for item, future in [(item, pool.submit(work, item)) for item in items]:
+                with self.subTest(item):
+                    future.result()
+
     def succeed(self, *words, **arguments):
         result = roqutil(*words, **arguments)
         self.assertEqual(result.code, OK, result)
@@ -83,11 +91,15 @@ def typed_names(*words):
     return {title: re.findall(r"^ {2,6}(?:-\w, )?(--[\w-]+|[a-z][\w-]*)(?= |$)", lines, re.MULTILINE) for title, lines in listed}
 
 
+@functools.cache
 def every_command():
     """The words of every command there is."""
     top = typed_names()
     grouped = [(group, command) for group in top["Groups"] for command in typed_names(group)["Commands"]]
-    return [(command,) for command in top["Commands"]] + grouped
+    commands = [(command,) for command in top["Commands"]] + grouped
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        list(pool.map(lambda words: help_of(*words), commands))
+    return commands
 
 
 libc = ctypes.CDLL(None, use_errno=True)

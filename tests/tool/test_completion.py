@@ -1,5 +1,6 @@
 """Completion in bash: the installed file, loaded, and asked as bash asks it; and once in a real terminal."""
 
+import concurrent.futures
 import os
 import pty
 import re
@@ -30,7 +31,12 @@ done
 
 class Completion(Case):
     def answers(self, *lines):
-        """What is offered for every line, which is typed without the command's name."""
+        """What is offered for every line, which is typed without the command's name. The two halves side by side."""
+        halves = lines[: len(lines) // 2], lines[len(lines) // 2 :]
+        with concurrent.futures.ThreadPoolExecutor(2) as pool:
+            return sum(pool.map(self.answers_of_one_shell, filter(None, halves)), [])
+
+    def answers_of_one_shell(self, lines):
         text = "".join(f"roqutil {line}\n" for line in lines)
         process = subprocess.run(["bash", "-c", ASK, "bash", SCRIPT, *COMMAND], input=text, capture_output=True, text=True, timeout=120)
         self.assertEqual(process.stderr, "")

@@ -38,9 +38,7 @@ class Help(Case):
     def test_every_level_has_the_same_style(self):
         commands = every_command()
         self.assertGreater(len(commands), 60)
-        for words in [(), *((group,) for group in typed_names()["Groups"]), *commands]:
-            with self.subTest(words):
-                self.check_style(words)
+        self.for_each(self.check_style, [(), *((group,) for group in typed_names()["Groups"]), *commands])
 
     def test_short_form_is_help_too(self):
         for words in ((), ("gvar",), ("gvar", "set"), ("version",)):
@@ -70,24 +68,27 @@ class Version(Case):
 
 
 class Usage(Case):
-    def test_wrong_options_unknown_names_and_missing_arguments_on_every_level(self):
-        for words in [(), *((group,) for group in typed_names()["Groups"])]:
-            with self.subTest(words):
-                self.fail_with(USAGE, *words)
-                self.fail_with(USAGE, *words, "nonsense")
-                self.fail_with(USAGE, *words, "--nonsense")
-                self.fail_with(USAGE, *words, "")
-        for words in every_command():
-            with self.subTest(words):
-                self.assertIn("unknown option --nonsense", self.fail_with(USAGE, *words, "--nonsense").err)
-                needed, places = usage_of(words)
-                if needed:
-                    self.assertIn("an argument is missing", self.fail_with(USAGE, *words).err)
-                    # The dashes may be left out.
-                    self.fail_with(USAGE, *words, *["x"] * (len(needed) - 1 - needed.count("--")))
-                if not any("..." in place for place in places):
-                    result = self.fail_with(USAGE, *words, *["x"] * len(places), "surplus")
-                    self.assertIn("argument 'surplus' is too many", result.err)
+    def test_wrong_options_and_unknown_names_on_the_levels_above(self):
+        def check(words):
+            for more in ([], ["nonsense"], ["--nonsense"], [""]):
+                self.fail_with(USAGE, *words, *more)
+
+        self.for_each(check, [(), *((group,) for group in typed_names()["Groups"])])
+
+    def test_wrong_options_missing_and_surplus_arguments_of_every_command(self):
+        def check(words):
+            self.assertIn("unknown option --nonsense", self.fail_with(USAGE, *words, "--nonsense").err)
+            needed, places = usage_of(words)
+            if needed:
+                self.assertIn("an argument is missing", self.fail_with(USAGE, *words).err)
+            # The dashes may be left out.
+            if (few := len(needed) - 1 - needed.count("--")) > 0:
+                self.fail_with(USAGE, *words, *["x"] * few)
+            if not any("..." in place for place in places):
+                result = self.fail_with(USAGE, *words, *["x"] * len(places), "surplus")
+                self.assertIn("argument 'surplus' is too many", result.err)
+
+        self.for_each(check, every_command())
 
     def test_wrong_values_are_answered_in_one_line(self):
         for words in (["gvar", "get", "--wait", "x", "2:1"], ["gvar", "set", "2:1", "x", "--file"],
@@ -95,6 +96,12 @@ class Usage(Case):
                       ["gvar", "watch", "2:1", "--interval", "3601"], ["doctor", "nonsense"]):
             with self.subTest(words):
                 self.fail_with(USAGE, *words)
+
+    def test_typed_bytes_cannot_make_a_second_line_or_command_a_terminal(self):
+        for words in (["a\nb\x1b[2J"], ["gvar", "a\nb\x1b[2J"], ["version", "a\nb\x1b[2J"], ["gvar", "get", "a\nb\x1b[2J"]):
+            with self.subTest(words):
+                self.assertIn("'a\\nb\\x1b[2J'", self.fail_with(USAGE, *words).err)
+        self.assertEqual(self.fail_with(NO, "cidr", "a\nb").err, "roqutil: cidr: 'a\\nb': it is no mask; give one such as 255.255.255.0\n")
 
     def test_messages_name_the_command_and_its_help(self):
         result = self.fail_with(USAGE, "gvar", "init", "9")
