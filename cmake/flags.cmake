@@ -50,8 +50,10 @@ endif()
 
 # What is built is the same byte for byte wherever it is built: no path of this machine in it, no time in an archive.
 if(CMAKE_BUILD_TYPE MATCHES "^(Release|MinSizeRel|RelWithDebInfo)$")
-  target_compile_options(roq_freestanding INTERFACE
-    -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${PROJECT_BINARY_DIR}=build)
+  set(no_paths -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${PROJECT_BINARY_DIR}=build)
+  target_compile_options(roq_freestanding INTERFACE ${no_paths})
+  # The compiler may run when a program is linked, too.
+  target_link_options(roq_freestanding INTERFACE ${no_paths})
 endif()
 foreach(language C CXX)
   set(CMAKE_${language}_ARCHIVE_CREATE "<CMAKE_AR> qcD <TARGET> <LINK_FLAGS> <OBJECTS>")
