@@ -51,12 +51,6 @@ bool own_files(RedirectPlan& plan) {
   return true;
 }
 
-void take_plan(TokenList& tokens, RedirectPlan& plan) {
-  take_background_marker(tokens, plan);
-  first_redirection_pass(tokens, plan);
-  second_redirection_pass(tokens, plan);
-}
-
 bool own_texts(TokenList& tokens, RedirectPlan* plan) {
   if (!own_tokens(tokens)) return false;
   if (plan == nullptr || own_files(*plan)) return true;
@@ -76,7 +70,10 @@ bool parse_command(const char* command, char*** vector, int32_t* count, Redirect
   if (!tokens.is_allocated()) return false;
   MallocPtr<char> line(copy_without_leading_space(command));
   if (!line || !tokenise(line.get(), tokens)) return false;
-  if (plan != nullptr) take_plan(tokens, *plan);
+  if (plan != nullptr) {
+    take_background_marker(tokens, *plan);
+    take_redirections(tokens, *plan);
+  }
   if (!own_texts(tokens, plan)) {
     // They point into the line, and callers release them after a failure, too.
     if (plan != nullptr) plan->pcStdoutFile = plan->pcStderrFile = nullptr;

@@ -7,11 +7,10 @@
 
 namespace roq::process {
 
-// Each takes what it recognises off the end of the list and notes it in the plan, whose texts then point to tokens. At
-// most two redirections are taken from a line, one by each pass; the one nearer to the end wins.
+// Both take what they recognise off the end of the list and note it in the plan, whose texts then point to tokens. At
+// most two redirections are taken from a line; the one nearer to the end wins.
 void take_background_marker(TokenList& tokens, RedirectPlan& plan);
-void first_redirection_pass(TokenList& tokens, RedirectPlan& plan);
-void second_redirection_pass(TokenList& tokens, RedirectPlan& plan);
+void take_redirections(TokenList& tokens, RedirectPlan& plan);
 
 } // namespace roq::process
 
