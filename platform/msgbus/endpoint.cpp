@@ -76,7 +76,7 @@ bool listen_at(RoqMsgEndpoint* endpoint) {
 
 void release(RoqMsgEndpoint* endpoint) {
   endpoint->~RoqMsgEndpoint();
-  free(endpoint);
+  free_quietly(endpoint);
 }
 
 using UniqueEndpoint = Unique<RoqMsgEndpoint, &release>;

@@ -69,7 +69,7 @@ void close_inherited(const Redirections& files) {
 }
 
 // A caller without a standard descriptor of its own may have got its number for the file: then it stays there.
-void put_at(int fd, int place) {
+[[gnu::noinline]] void put_at(int fd, int place) {
   if (fd == place)
     fcntl(place, F_SETFD, 0);
   else

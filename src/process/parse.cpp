@@ -86,8 +86,8 @@ bool parse_command(const char* command, char*** vector, int32_t* count, Redirect
 
 void free_arguments(char** vector) {
   for (char** text = vector; *text != nullptr; ++text)
-    free(*text);
-  free(vector);
+    free_quietly(*text);
+  free_quietly(vector);
 }
 
 } // namespace roq::process
