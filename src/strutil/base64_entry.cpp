@@ -1,18 +1,15 @@
 #include "strutil/base64.h"
 
 #include "support/owners.h"
-#include <limits>
 #include <roqutil/strutil.h>
 
 using namespace roq::strutil;
 
 namespace {
 
-// Null when there is no such memory, or when the machine cannot even name the size.
-void* allocate(uint64_t size) {
-  if (size > std::numeric_limits<size_t>::max()) return nullptr;
+void* allocate(size_t size) {
   roq::ErrnoKeeper keep;
-  return malloc(static_cast<size_t>(size));
+  return malloc(size);
 }
 
 } // namespace
@@ -23,7 +20,7 @@ extern "C" uint32_t ROQ_UTIL_Base64Encode(const void* pvIn, int32_t lLen, char**
   if (pvIn == nullptr || lLen < 1) return 0;
 
   auto length = static_cast<size_t>(lLen);
-  auto* text = static_cast<char*>(allocate(uint64_t{length} * 4 / 3 + 5));
+  auto* text = static_cast<char*>(allocate(length + length / 3 + 5));
   if (text == nullptr) return 0;
   size_t written = encode_base64({static_cast<const uint8_t*>(pvIn), length}, text);
   text[written] = '\0';
@@ -41,7 +38,7 @@ extern "C" uint32_t ROQ_UTIL_Base64Decode(const char* pcText, uint32_t ulLen, ui
   std::span<const char> digits(pcText, length_without_padding({pcText, ulLen}));
   if (!are_base64_digits(digits)) return 0;
 
-  auto* bytes = static_cast<uint8_t*>(allocate(uint64_t{ulLen} * 3 / 4 + 4));
+  auto* bytes = static_cast<uint8_t*>(allocate(size_t{ulLen} - (ulLen + 3) / 4 + 4));
   *ppucOut = bytes;
   if (bytes == nullptr) return 0;
   size_t written = decode_base64(digits, bytes);
