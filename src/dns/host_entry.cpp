@@ -28,24 +28,21 @@ bool parse_address(const char* name, const AddressFamily& family, char* address)
   return true;
 }
 
-int32_t fill_record(const HostRequest& request, const HostBuffer& buffer, const AddressFamily& family) {
+void fill_record(const HostRequest& request, const HostBuffer& buffer, const AddressFamily& family) {
   request.record->h_name = buffer.name;
   request.record->h_addrtype = family.number;
   request.record->h_length = static_cast<int>(family.address_size);
   request.record->h_addr_list = buffer.addresses;
   if (buffer.aliases != nullptr) request.record->h_aliases = buffer.aliases;
   *request.result = request.record;
-  return kResolved;
 }
 
 // The documented shortage, which counts with pointers of 4 bytes.
 bool answer_overflows(const dns_answer& answer, size_t name_size) {
-  const uint64_t further = (static_cast<uint64_t>(answer.rdlength) + 4) * answer.add_count;
-  return further + kNameAreaMinimum > name_size;
+  return room_for(answer, answer.add_count) + kNameAreaMinimum > name_size;
 }
 
-int32_t query(const char* name, const HostRequest& request, HostBuffer& buffer, const AddressFamily& family,
-              const char* source) {
+int32_t query(const char* name, HostBuffer& buffer, const AddressFamily& family, const char* source) {
   dns_answer answer{};
   answer.buf = reinterpret_cast<uint8_t*>(buffer.name);
   answer.buflen = static_cast<uint32_t>(buffer.name_size);
@@ -61,17 +58,21 @@ int32_t query(const char* name, const HostRequest& request, HostBuffer& buffer, 
   if (answer.add_count > 0 && !place_further_addresses(buffer, answer.add_count, family)) return kBufferTooSmall;
   copy_cut(buffer.name, buffer.name_size, owner.get());
   memcpy(buffer.first_address, answer.rdata, family.address_size);
-  return fill_record(request, buffer, family);
+  return kResolved;
 }
 
 int32_t resolve_with(const char* name, const HostRequest& request, const AddressFamily& family, const char* source) {
   std::optional<HostBuffer> buffer = carve(request.buffer, request.buffer_size, family);
   if (!buffer) return kBufferTooSmall;
   copy_cut(buffer->name, buffer->name_size, name);
-  if (parse_address(name, family, buffer->first_address)) return fill_record(request, *buffer, family);
-  // IPv6 asks for the copy, which is cut where the caller's buffer is small.
-  const char* asked = family.number == AF_INET6 ? buffer->name : name;
-  return query(asked, request, *buffer, family, source);
+  if (!parse_address(name, family, buffer->first_address)) {
+    // IPv6 asks for the copy, which is cut where the caller's buffer is small.
+    const char* asked = family.number == AF_INET6 ? buffer->name : name;
+    int32_t result = query(asked, *buffer, family, source);
+    if (result != kResolved) return result;
+  }
+  fill_record(request, *buffer, family);
+  return kResolved;
 }
 
 } // namespace

@@ -24,22 +24,22 @@ struct Endpoint {
   socklen_t size;
 };
 
-Endpoint endpoint_ipv4(in_addr address, uint16_t port) {
+// A text that is no address of the family makes the any-address.
+Endpoint make_endpoint(int family, const char* text, uint16_t port) {
+  in6_addr address{};
+  if (text == nullptr || inet_pton(family, text, &address) != 1) address = {};
   Endpoint endpoint{};
-  endpoint.ipv4.sin_family = AF_INET;
+  if (family == AF_INET6) {
+    endpoint.ipv6 = {};
+    endpoint.ipv6.sin6_addr = address;
+    endpoint.size = sizeof endpoint.ipv6;
+  } else {
+    memcpy(&endpoint.ipv4.sin_addr, &address, sizeof endpoint.ipv4.sin_addr);
+    endpoint.size = sizeof endpoint.ipv4;
+  }
+  static_assert(offsetof(sockaddr_in, sin_port) == offsetof(sockaddr_in6, sin6_port));
   endpoint.ipv4.sin_port = htons(port);
-  endpoint.ipv4.sin_addr = address;
-  endpoint.size = sizeof endpoint.ipv4;
-  return endpoint;
-}
-
-Endpoint endpoint_ipv6(const in6_addr& address, uint16_t port) {
-  Endpoint endpoint{};
-  endpoint.ipv6 = {};
-  endpoint.ipv6.sin6_family = AF_INET6;
-  endpoint.ipv6.sin6_port = htons(port);
-  endpoint.ipv6.sin6_addr = address;
-  endpoint.size = sizeof endpoint.ipv6;
+  endpoint.any.sa_family = static_cast<sa_family_t>(family);
   return endpoint;
 }
 
@@ -53,23 +53,6 @@ int relay_family(int32_t type, const char* source, bool other_relay) {
   return (type == kTypeAaaa) != other_relay ? AF_INET6 : AF_INET;
 }
 
-Endpoint relay_endpoint(int family) {
-  if (family == AF_INET6) return endpoint_ipv6(IN6ADDR_LOOPBACK_INIT, kServerPort);
-  return endpoint_ipv4({htonl(INADDR_LOOPBACK)}, kServerPort);
-}
-
-// A source that is no address of the family binds to the any-address.
-Endpoint local_endpoint(int family, const char* source) {
-  if (family == AF_INET6) {
-    in6_addr address;
-    if (source == nullptr || inet_pton(AF_INET6, source, &address) != 1) address = IN6ADDR_ANY_INIT;
-    return endpoint_ipv6(address, 0);
-  }
-  in_addr address;
-  if (source == nullptr || inet_pton(AF_INET, source, &address) != 1) address.s_addr = htonl(INADDR_ANY);
-  return endpoint_ipv4(address, 0);
-}
-
 // Negative results of an attempt; others are the length of what was received.
 constexpr ssize_t kNoReply = -1;
 constexpr ssize_t kHopeless = -2;
@@ -78,9 +61,9 @@ constexpr ssize_t kHopeless = -2;
 ssize_t exchange(std::span<uint8_t, kPacketSize> packet, size_t query_length, int family, const char* source) {
   UniqueFd socket_fd(socket(family, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP));
   if (!socket_fd.is_open()) return kNoReply;
-  const Endpoint local = local_endpoint(family, source);
+  const Endpoint local = make_endpoint(family, source, 0);
   if (bind(socket_fd.get(), &local.any, local.size) != 0) return kHopeless;
-  const Endpoint relay = relay_endpoint(family);
+  const Endpoint relay = make_endpoint(family, family == AF_INET6 ? "::1" : "127.0.0.1", kServerPort);
   if (connect(socket_fd.get(), &relay.any, relay.size) != 0) return kNoReply;
 
   (void)!send(socket_fd.get(), packet.data(), query_length, 0);
@@ -90,7 +73,7 @@ ssize_t exchange(std::span<uint8_t, kPacketSize> packet, size_t query_length, in
   return recv(socket_fd.get(), packet.data(), packet.size(), MSG_DONTWAIT);
 }
 
-// The labels of a dotted name and the byte that ends them, in at most `kQuestionRoom` bytes with type and class.
+// The labels of a dotted name; with the byte that ends them, type and class they take at most `kQuestionRoom` bytes.
 constexpr size_t kQuestionRoom = 500;
 
 [[nodiscard]] bool write_name(Writer& out, const char* name) {
@@ -100,15 +83,13 @@ constexpr size_t kQuestionRoom = 500;
     const size_t used = out.size() - start;
     if (used + length >= kQuestionRoom - 1) return false;
     out.label(name, length);
-    if (name[length] == '\0' || name[length + 1] == '\0') break;
+    if (name[length] == '\0' || name[length + 1] == '\0') return true;
     name += length + 1;
   }
-  out.u8(0);
-  return true;
 }
 
 bool is_acceptable(const MessageHeader& header, uint16_t id) {
-  return header.id == id && header.qr != 0 && header.rcode == 0 && header.ancount != 0;
+  return header.id == id && header.is_reply() && header.rcode() == 0 && header.ancount != 0;
 }
 
 struct Record {
@@ -138,13 +119,8 @@ enum class Verdict { go_on, done, malformed };
 // Answers of the asked type are collected; every other record may stand in front of or between them.
 constexpr uint32_t kMostFurtherAnswers = 7;
 
-// What a further address costs in a 32-bit caller's buffer besides itself: a place in the address list.
-constexpr uint64_t kListEntrySize = 4;
-
 bool rdata_is_inside(const Findings& found, const Record& record) {
-  Reader rdata(found.reply, record.rdata);
-  rdata.bytes(record.header.rdlength);
-  return rdata.ok();
+  return record.rdata + record.header.rdlength <= found.reply.size();
 }
 
 bool collects_addresses(const Findings& found) {
@@ -152,8 +128,7 @@ bool collects_addresses(const Findings& found) {
 }
 
 bool has_room_for(const dns_answer& answer, uint32_t further) {
-  const uint64_t room = answer.buf != nullptr ? answer.buflen : 0;
-  return room >= (static_cast<uint64_t>(answer.rdlength) + kListEntrySize) * further;
+  return room_for(answer, further) <= (answer.buf != nullptr ? answer.buflen : 0);
 }
 
 void describe_record(Findings& found, const Record& record) {
@@ -193,11 +168,9 @@ Verdict take_further(Findings& found, const Record& record) {
 
 size_t write_query(std::span<uint8_t, kPacketSize> packet, uint16_t id, const char* name, int32_t type) {
   Writer out(packet.first<kHeaderSize + kQuestionRoom>());
-  write_header(out, {.id = id, .rd = 1, .qdcount = 1});
+  begin_query(out, id);
   if (!write_name(out, name)) return 0;
-  out.u16(static_cast<uint16_t>(type));
-  out.u16(kClassInternet);
-  return out.ok() ? out.size() : 0;
+  return end_query(out, type);
 }
 
 bool read_reply(std::span<uint8_t> reply, uint16_t id, int32_t type, dns_answer& answer) {

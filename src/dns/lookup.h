@@ -27,6 +27,11 @@ namespace roq::dns {
 
 inline constexpr size_t kPacketSize = 512;
 
+// What `count` further addresses take in a 32-bit caller's buffer: each itself and a place in the address list.
+inline uint64_t room_for(const dns_answer& answer, uint32_t count) {
+  return uint64_t{static_cast<uint32_t>(answer.rdlength) + 4} * count;
+}
+
 int32_t lookup(const char* name, int32_t type, uint8_t** outpacket, dns_answer* answer, const char* source);
 
 // Writes the query and returns its length; 0 when the name does not fit.

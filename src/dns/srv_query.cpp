@@ -20,17 +20,14 @@ void write_labels(Writer& out, const char* name, const char* end) {
 
 size_t write_srv_query(std::span<uint8_t> packet) {
   Writer out(packet);
-  write_header(out, {.id = kSrvQueryId, .rd = 1, .qdcount = 1});
+  begin_query(out, kSrvQueryId);
   const size_t length = strnlen(g_resolvename, sizeof g_resolvename);
   // Without a dot the whole name is one label, even when it is empty.
   if (memchr(g_resolvename, '.', length) == nullptr)
     out.label(g_resolvename, length);
   else
     write_labels(out, g_resolvename, g_resolvename + length);
-  out.u8(0);
-  out.u16(kTypeSrv);
-  out.u16(kClassInternet);
-  return out.ok() ? out.size() : 0;
+  return end_query(out, kTypeSrv);
 }
 
 } // namespace roq::dns

@@ -110,7 +110,7 @@ int32_t analyse_response(const uint8_t* packet, int32_t length, RoqSrvRecord** t
   const std::span<const uint8_t> reply(packet, static_cast<size_t>(length));
   Reader in(reply);
   const MessageHeader header = read_header(in);
-  if (header.id != kSrvQueryId || header.rcode != 0) return -1;
+  if (header.id != kSrvQueryId || header.rcode() != 0) return -1;
   skip_questions(in, header.qdcount, PointerInQuestion::counts_as_length);
   if (!in.ok() || in.position() >= in.size()) return reject("ifdns:got bad packet from server.\n");
 

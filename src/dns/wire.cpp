@@ -54,30 +54,21 @@ void Writer::label(const char* text, size_t length) {
 }
 
 void write_header(Writer& out, const MessageHeader& header) {
-  out.u16(static_cast<uint16_t>(header.id));
-  out.u8(static_cast<uint8_t>(header.qr << 7 | header.opcode << 3 | header.aa << 2 | header.tc << 1 | header.rd));
-  out.u8(static_cast<uint8_t>(header.ra << 7 | header.rcode));
-  for (int32_t count : {header.qdcount, header.ancount, header.nscount, header.arcount}) {
-    out.u16(static_cast<uint16_t>(count));
-  }
+  for (uint16_t word : {header.id, header.flags, header.qdcount, header.ancount, header.nscount, header.arcount})
+    out.u16(word);
 }
 
-MessageHeader read_header(Reader& in) {
-  MessageHeader header;
-  header.id = in.u16();
-  const uint8_t high = in.u8(), low = in.u8();
-  header.qr = high >> 7;
-  header.opcode = high >> 3 & 0xF;
-  header.aa = high >> 2 & 1;
-  header.tc = high >> 1 & 1;
-  header.rd = high & 1;
-  header.ra = low >> 7;
-  header.rcode = low & 0xF;
-  header.qdcount = in.u16();
-  header.ancount = in.u16();
-  header.nscount = in.u16();
-  header.arcount = in.u16();
-  return header;
+MessageHeader read_header(Reader& in) { return {in.u16(), in.u16(), in.u16(), in.u16(), in.u16(), in.u16()}; }
+
+void begin_query(Writer& out, uint16_t id) {
+  write_header(out, {.id = id, .flags = kRecursionDesiredFlag, .qdcount = 1});
+}
+
+size_t end_query(Writer& out, int32_t type) {
+  out.u8(0);
+  out.u16(static_cast<uint16_t>(type));
+  out.u16(kClassInternet);
+  return out.ok() ? out.size() : 0;
 }
 
 RecordHeader read_record_header(Reader& in) {

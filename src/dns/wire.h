@@ -70,13 +70,24 @@ private:
   bool failed_ = false;
 };
 
+inline constexpr uint16_t kReplyFlag = 0x8000;
+inline constexpr uint16_t kRecursionDesiredFlag = 0x0100;
+
 struct MessageHeader {
-  int32_t id = 0, qr = 0, opcode = 0, aa = 0, tc = 0, rd = 0, ra = 0, rcode = 0;
-  int32_t qdcount = 0, ancount = 0, nscount = 0, arcount = 0;
+  uint16_t id = 0, flags = 0;
+  uint16_t qdcount = 0, ancount = 0, nscount = 0, arcount = 0;
+
+  bool is_reply() const { return (flags & kReplyFlag) != 0; }
+  int rcode() const { return flags & 0xF; }
 };
 
 void write_header(Writer& out, const MessageHeader& header);
 MessageHeader read_header(Reader& in);
+
+// A query with one question: what stands in front of the question's name, and what stands behind its last label. The
+// latter returns the query's length, 0 when it does not fit.
+void begin_query(Writer& out, uint16_t id);
+[[nodiscard]] size_t end_query(Writer& out, int32_t type);
 
 // What stands between the owner name and the RDATA of a record.
 struct RecordHeader {

@@ -74,18 +74,14 @@ TEST(DnsWriter, WritesNothingThatDoesNotFitAndNothingAfterIt) {
 TEST(DnsHeader, KeepsEveryFieldOverWritingAndReading) {
   Bytes room(12);
   Writer out(room);
-  write_header(out, {0xABCD, 1, 0xA, 1, 1, 1, 1, 9, 1, 2, 3, 4});
+  write_header(out, {0xABCD, 0xD789, 1, 2, 3, 4});
   EXPECT_EQ(room, (Bytes{0xAB, 0xCD, 0xD7, 0x89, 0, 1, 0, 2, 0, 3, 0, 4}));
   Reader in(room);
   const MessageHeader header = read_header(in);
   EXPECT_EQ(header.id, 0xABCD);
-  EXPECT_EQ(header.qr, 1);
-  EXPECT_EQ(header.opcode, 0xA);
-  EXPECT_EQ(header.aa, 1);
-  EXPECT_EQ(header.tc, 1);
-  EXPECT_EQ(header.rd, 1);
-  EXPECT_EQ(header.ra, 1);
-  EXPECT_EQ(header.rcode, 9);
+  EXPECT_EQ(header.flags, 0xD789);
+  EXPECT_TRUE(header.is_reply());
+  EXPECT_EQ(header.rcode(), 9);
   EXPECT_EQ(header.qdcount, 1);
   EXPECT_EQ(header.ancount, 2);
   EXPECT_EQ(header.nscount, 3);
