@@ -1,13 +1,7 @@
 #include "dns/text_file.h"
 #include "dns/wan_files.h"
-#include "support/owners.h"
-#include "support/text.h"
-#include <arpa/inet.h>
-#include <net/if.h>
-#include <netinet/in.h>
+#include "support/interface_address.h"
 #include <roqutil/dns.h>
-#include <sys/ioctl.h>
-#include <sys/socket.h>
 
 using namespace roq;
 
@@ -17,15 +11,7 @@ extern "C" int32_t get_ifc_ipaddr2(const char* pcInterface) { return dns::read_w
 
 extern "C" int32_t getaddr(const char* pcInterface, char* pcOut) {
   if (pcInterface == nullptr || pcOut == nullptr) return -1;
-  UniqueFd socket_fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  if (!socket_fd.is_open()) return -1;
-  ifreq request{};
-  copy_cut(request.ifr_name, sizeof request.ifr_name, pcInterface);
-  if (ioctl(socket_fd.get(), SIOCGIFDSTADDR, &request) != 0) return -1;
-  sockaddr_in peer;
-  memcpy(&peer, &request.ifr_dstaddr, sizeof peer);
-  inet_ntop(AF_INET, &peer.sin_addr, pcOut, INET_ADDRSTRLEN);
-  return 0;
+  return write_peer_address(pcInterface, pcOut) ? 0 : -1;
 }
 
 extern "C" int32_t Wan_readFirstLine(const char* pcPath, char* pcBuf, int32_t lSize) {

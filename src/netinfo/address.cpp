@@ -1,11 +1,8 @@
 #include "netinfo/address.h"
 
 #include "netinfo/fields.h"
-#include "support/text.h"
 #include <arpa/inet.h>
 #include <cstring>
-#include <net/if.h>
-#include <sys/ioctl.h>
 
 namespace roq::netinfo {
 namespace {
@@ -30,12 +27,10 @@ void group_digits(const char* digits, char (&grouped)[kGroupedSize]) {
   *out = '\0';
 }
 
-std::optional<in6_addr> parse_address(const char* digits) {
+bool parse_address(const char* digits, in6_addr& address) {
   char grouped[kGroupedSize];
   group_digits(digits, grouped);
-  in6_addr address;
-  if (inet_pton(AF_INET6, grouped, &address) != 1) return std::nullopt;
-  return address;
+  return inet_pton(AF_INET6, grouped, &address) == 1;
 }
 
 } // namespace
@@ -46,18 +41,11 @@ bool find_link_local_address(LineReader& table, const char* name, char* address)
   while (table.next(line)) {
     fields.split(line, kColumns);
     if (strcmp(fields[kDevice], name) != 0) continue;
-    std::optional<in6_addr> parsed = parse_address(fields[kAddress]);
-    if (!parsed || !IN6_IS_ADDR_LINKLOCAL(&*parsed)) continue;
-    return inet_ntop(AF_INET6, &*parsed, address, INET6_ADDRSTRLEN) != nullptr;
+    in6_addr parsed;
+    if (!parse_address(fields[kAddress], parsed) || !IN6_IS_ADDR_LINKLOCAL(&parsed)) continue;
+    return inet_ntop(AF_INET6, &parsed, address, INET6_ADDRSTRLEN) != nullptr;
   }
   return false;
-}
-
-std::optional<sockaddr> ask_for_address(int socket, uint16_t request, const char* name) {
-  ifreq question{};
-  copy_cut(question.ifr_name, sizeof question.ifr_name, name);
-  if (ioctl(socket, request, &question) == -1) return std::nullopt;
-  return question.ifr_addr;
 }
 
 } // namespace roq::netinfo

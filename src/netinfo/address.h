@@ -3,9 +3,6 @@
 #define ROQ_NETINFO_ADDRESS_H
 
 #include "netinfo/line_reader.h"
-#include <cstdint>
-#include <netinet/in.h>
-#include <optional>
 
 namespace roq::netinfo {
 
@@ -13,9 +10,6 @@ inline constexpr char kIpv6AddressTable[] = "/proc/net/if_inet6";
 
 // Writes the interface's first link-local address, in its shortest form, to the INET6_ADDRSTRLEN bytes at `address`.
 bool find_link_local_address(LineReader& table, const char* name, char* address);
-
-// What the kernel answers to SIOCGIFADDR or SIOCGIFDSTADDR; the interface's name is cut to what a request holds.
-std::optional<sockaddr> ask_for_address(int socket, uint16_t request, const char* name);
 
 } // namespace roq::netinfo
 

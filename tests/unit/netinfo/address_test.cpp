@@ -2,8 +2,6 @@
 #include "unit/netinfo/table.h"
 #include <cstring>
 #include <optional>
-#include <sys/ioctl.h>
-#include <sys/socket.h>
 
 using namespace roq::netinfo;
 
@@ -108,8 +106,3 @@ TEST(LinkLocalAddress, IsFoundInALineWithoutLineEnd) {
 }
 
 TEST(LinkLocalAddress, IsNotInAnEmptyTable) { EXPECT_EQ(link_local("", "eth0"), std::nullopt); }
-
-TEST(AddressOfAnInterface, IsNotHadThroughADescriptorThatIsNoSocket) {
-  roq::UniqueFd file = file_of("");
-  EXPECT_FALSE(ask_for_address(file.get(), SIOCGIFADDR, "lo"));
-}
