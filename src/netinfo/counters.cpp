@@ -3,6 +3,7 @@
 #include "netinfo/fields.h"
 #include "support/numbers.h"
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 namespace roq::netinfo {
@@ -32,16 +33,13 @@ void separate_first_counter(char (&line)[kLineSize]) {
 }
 
 void fill(RoqIfcStat* counters, const DeviceFields& device) {
-  auto value = [&](size_t column) { return parse_unsigned(device[column]).value; };
-  using Column = DeviceColumn;
-  *counters = {.rx_bytes = value(Column::received),
-               .rx_packets = value(Column::received + 1),
-               .rx_errors = value(Column::received + 2),
-               .rx_drops = value(Column::received + 3),
-               .tx_bytes = value(Column::sent),
-               .tx_packets = value(Column::sent + 1),
-               .tx_errors = value(Column::sent + 2),
-               .tx_drops = value(Column::sent + 3)};
+  constexpr size_t kEachWay = 4;
+  uint32_t values[2 * kEachWay];
+  for (size_t i = 0; i < kEachWay; ++i) {
+    values[i] = parse_unsigned(device[DeviceColumn::received + i]).value;
+    values[kEachWay + i] = parse_unsigned(device[DeviceColumn::sent + i]).value;
+  }
+  *counters = std::bit_cast<RoqIfcStat>(values);
 }
 
 } // namespace

@@ -43,10 +43,12 @@ bool accept_and_close(int fd) {
 } // namespace
 
 bool add_descriptor(std::span<uint32_t> table, uint32_t fd) {
-  auto entry = std::find(table.begin(), table.end(), kFree);
-  if (entry == table.end()) return false;
-  *entry = fd;
-  return true;
+  for (uint32_t& entry : table) {
+    if (entry != kFree) continue;
+    entry = fd;
+    return true;
+  }
+  return false;
 }
 
 bool drain_connections(std::span<const uint32_t> table) {

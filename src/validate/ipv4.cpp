@@ -98,8 +98,8 @@ bool is_shaped_like_ip(const char* text) {
 }
 
 bool is_partial_mask_octet(uint32_t value) {
-  constexpr uint8_t kPartialOctets[] = {0, 128, 192, 224, 240, 248, 252, 254};
-  return std::find(std::begin(kPartialOctets), std::end(kPartialOctets), value) != std::end(kPartialOctets);
+  uint32_t power = 256 - value; // ones in front of zeros only: this is a power of two
+  return value < 255 && (power & (power - 1)) == 0;
 }
 
 bool is_subnet_mask(const char* text) {
@@ -134,11 +134,12 @@ bool is_host_in_subnet(const char* address_text, const char* mask_text) {
 bool is_broadcast(Octets<int32_t> address, Octets<int32_t> mask) {
   if (address[0] >= 224) return true;
   if (mask[0] == 127) return true; // the mask, and that is meant
-  auto partial = std::find_if(mask.begin(), mask.end(), [](int32_t octet) { return octet < 255; });
-  if (partial == mask.end()) return false;
+  size_t index = 0;
+  while (mask[index] >= 255) {
+    if (++index == mask.size()) return false;
+  }
 
-  auto index = static_cast<size_t>(partial - mask.begin());
-  auto host_bits = static_cast<int32_t>(255U - static_cast<uint32_t>(*partial));
+  auto host_bits = static_cast<int32_t>(255U - static_cast<uint32_t>(mask[index]));
   if ((address[index] | host_bits) != address[index]) return false;
   switch (index) {
   case 3:
