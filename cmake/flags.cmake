@@ -43,13 +43,18 @@ target_link_libraries(roq_freestanding INTERFACE roq_warnings roq_hardening)
 # For the library where bytes count: the compiler sees all of it at once when it is linked, so that what is called from
 # one place only is no function of its own. The objects hold ordinary code, too.
 add_library(roq_whole_program INTERFACE)
+set(ROQ_WHOLE_PROGRAM OFF)
 if(CMAKE_BUILD_TYPE STREQUAL "MinSizeRel" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT ROQ_SANITIZE)
-  target_compile_options(roq_whole_program INTERFACE -flto -ffat-lto-objects)
-  target_link_options(roq_whole_program INTERFACE -flto -flto-partition=one)
+  set(ROQ_WHOLE_PROGRAM ON)
+  target_compile_options(roq_whole_program INTERFACE -flto -ffat-lto-objects -fno-ident)
+  target_link_options(roq_whole_program INTERFACE -flto -flto-partition=one -fno-ident)
   if(CMAKE_SYSTEM_PROCESSOR STREQUAL "mips")
     # What pays on other processors costs bytes here: every address that is kept in a register over a call, and every
     # piece of a function that is split off, has to be saved, restored and set up again.
     set(for_size -mtune=24kc -fno-shrink-wrap -fno-partial-inlining -fno-move-loop-invariants -fno-tree-loop-im -fno-gcse)
+    if(ROQ_MIPS16)
+      list(APPEND for_size -mips16)
+    endif()
     target_compile_options(roq_whole_program INTERFACE ${for_size})
     # The linker keeps the table of addresses outside of what it could protect after loading, which is padding then.
     target_link_options(roq_whole_program INTERFACE ${for_size} -Wl,-z,norelro)
