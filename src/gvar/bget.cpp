@@ -14,11 +14,12 @@ namespace roq::gvar {
 namespace {
 
 // What an assertion reports is put together only when it fails: passing checks cost one comparison.
-[[noreturn, gnu::cold, gnu::noinline]] void stop(const char* function, unsigned line, const char* text) {
+// The C libraries do not agree on the sign of a line number.
+[[noreturn, gnu::cold, gnu::noinline]] void stop(const char* function, uint16_t line, const char* text) {
   __assert_fail(text, "bget.c", line, function);
 }
 
-inline void require(bool holds, const char* function, unsigned line, const char* text) {
+inline void require(bool holds, const char* function, uint16_t line, const char* text) {
   if (!holds) stop(function, line, text);
 }
 
@@ -77,11 +78,11 @@ bool in_reach(const RoqPoolHandle* handle, const void* region, int64_t length) {
   return first >= std::numeric_limits<int32_t>::min() && last <= std::numeric_limits<int32_t>::max();
 }
 
-void append_to_list(RoqPoolHandle* handle, FreeBlock* block, const char* function, unsigned line) {
+void append_to_list(RoqPoolHandle* handle, FreeBlock* block, const char* function, uint16_t line) {
   FreeBlock* list = list_node(handle);
   Link list_link = link_to(list);
   require(follow(handle, list->blink)->flink == list_link, function, line, kLastLinksBack);
-  require(follow(handle, list->flink)->blink == list_link, function, line + 1, kFirstLinksBack);
+  require(follow(handle, list->flink)->blink == list_link, function, static_cast<uint16_t>(line + 1), kFirstLinksBack);
   block->flink = list_link;
   block->blink = list->blink;
   follow(handle, list->blink)->flink = link_to(block);
