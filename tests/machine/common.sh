@@ -40,7 +40,7 @@ pack_root() {
 boot() {
   local limit=$1 said=$work/said code=0
   shift
-  timeout "$limit" "$@" </dev/null 2>&1 | tr -d '\r' >"$said" || code=$?
+  timeout -k 5 "$limit" "$@" </dev/null 2>&1 | tr -d '\r' >"$said" || code=$?
   sed -n '/^machine: booted/,/^machine: \(passed\|failed\)$/p' "$said"
   grep -qx 'machine: passed' "$said" && return
   cat -v "$said" >&2
