@@ -172,9 +172,10 @@ class Processes(Doctor):
                          r"\A/dev/null: No such file or directory; make it: mknod")
 
     def test_no_proc(self):
-        # The loader finds the library by this link.
-        nothing_else = in_namespace(f"mount -t tmpfs none /proc && mkdir /proc/self && ln -s {COMMAND[-1]} /proc/self/exe")
-        # The sanitizer looks for leaks there.
+        # The loader finds the library by one link, and the sanitizer what it is asked for by the other.
+        nothing_else = in_namespace("cat /proc/self/environ >/var/environ && mount -t tmpfs none /proc && mkdir /proc/self "
+                                    f"&& ln -s {COMMAND[-1]} /proc/self/exe && ln -s /var/environ /proc/self/environ")
+        # It looks for leaks there, too.
         without_leaks = ["env", f"ASAN_OPTIONS={os.environ.get('ASAN_OPTIONS', '')}:detect_leaks=0"]
         self.assertEqual(self.the_problem("process", prefix=without_leaks + nothing_else),
                          "/proc/self/cmdline: No such file or directory; mount /proc")
