@@ -1,6 +1,6 @@
 /*
- * The first process of the target machine. It makes the machine what a gateway is, runs /suite there, tells whether that
- * passed, and turns the machine off. Nothing here is shared with other machines, so no namespaces are needed.
+ * The first process of the target machine. It makes the machine what a gateway is, runs /suite there, tells whether
+ * that passed, and turns the machine off. Nothing here is shared with other machines, so no namespaces are needed.
  */
 #define _GNU_SOURCE
 #include <errno.h>
@@ -29,7 +29,8 @@ static void end(const char* verdict) {
   fflush(stdout);
   sync();
   reboot(RB_AUTOBOOT);
-  for (;;) pause();
+  for (;;)
+    pause();
 }
 
 static void must(int holds, const char* what) {
@@ -109,7 +110,8 @@ int main(void) {
   if (suite == 0) run_suite();
   int status = -1;
   /* Orphans end here, too. */
-  do ended = wait(&status);
+  do
+    ended = wait(&status);
   while (ended != suite && !(ended < 0 && errno == ECHILD));
   end(ended == suite && WIFEXITED(status) && WEXITSTATUS(status) == 0 ? "passed" : "failed");
 }
