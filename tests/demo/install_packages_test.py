@@ -58,7 +58,7 @@ class InstallPackages(unittest.TestCase):
     def test_installs_without_questions(self):
         self.tool("apt-get", 'echo "$DEBIAN_FRONTEND $@" >>$LOG')
         self.install("test")
-        options = "noninteractive -y -q -o Dpkg::Use-Pty=0"
+        options = "noninteractive -y -q -o Dpkg::Use-Pty=0 -o DPkg::Lock::Timeout=300"
         self.assertEqual(self.log.read_text().splitlines(),
                          [f"{options} update", f"{options} install --no-install-recommends absent gone",
                           f"{options} install --no-install-recommends extra"])
