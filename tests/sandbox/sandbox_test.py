@@ -221,12 +221,14 @@ class NothingStays(SandboxTest):
     def setUp(self):
         super().setUp()
         self.leftovers = Leftovers()
+        self.addCleanup(self.leftovers.close)
 
     def start(self, *command, **options):
-        """Starts a sandbox that creates something of everything, and waits until it has."""
-        ready = self.folder / uuid.uuid4().hex
+        """Starts a sandbox that creates something of everything, waits until it has, and lets it go on to the command."""
+        ready, go_on = self.folder / uuid.uuid4().hex, self.folder / uuid.uuid4().hex
+        os.mkfifo(go_on)
         script = (f'ipcmk -M 4096 -S 1 >/dev/null; ip netns add isp; (sleep 1000 &); setsid -f sleep 1000; '
-                  f'readlink /proc/self/ns/* >"{ready}.part"; mv "{ready}.part" "{ready}"; exec "$@"')
+                  f'readlink /proc/self/ns/* >"{ready}.part"; mv "{ready}.part" "{ready}"; read go <"{go_on}"; exec "$@"')
         process = subprocess.Popen([str(SANDBOX), "--", "sh", "-c", script, "sh", *command],
                                    env=self.leftovers.environment(), stderr=subprocess.PIPE, **options)
         self.addCleanup(process.wait)
@@ -236,12 +238,19 @@ class NothingStays(SandboxTest):
         while not ready.exists() and time.monotonic() < deadline:
             time.sleep(0.01)
         self.leftovers.watch_namespaces(ready.read_text().split())
+        go_on.write_text("go\n")
         return process
 
     def ends(self, process, code):
         self.assertEqual(process.wait(timeout=30), code)
         self.assertEqual(process.stderr.read(), b"")
         self.assertEqual(self.leftovers.find(), [])
+
+    def test_would_be_missed(self):
+        self.start("sleep", "1000")
+        left = "".join(self.leftovers.find())
+        for kind in ("mnt", "net", "ipc", "pid", "uts"):
+            self.assertRegex(left, rf"/ns/{kind}: {kind}:")
 
     def test_after_the_command(self):
         self.ends(self.start("sh", "-c", "exit 7"), 7)
@@ -254,6 +263,7 @@ class NothingStays(SandboxTest):
 
     def test_after_a_command_that_ignores_the_request_to_end(self):
         process = self.start("sh", "-c", "trap '' TERM HUP; while :; do sleep 1000; done")
+        time.sleep(0.2)
         began = time.monotonic()
         process.terminate()
         self.ends(process, 128 + signal.SIGTERM)
