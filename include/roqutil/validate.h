@@ -120,8 +120,7 @@ ROQ_API uint32_t ROQ_UTIL_CheckNum(uint32_t ulValue);
 /*
  * Not a predicate: the number of leading one bits of a mask, 0 to 32; 0 also for a null pointer and for what is no
  * address. Reads as inet_aton does: "255.0" and "0xffffff00" are masks, a field with a leading zero is octal. Zeros in
- * between are not detected: "255.0.255.0" gives 8. White space behind the mask, and what follows it, is ignored with
- * glibc and makes it no address with musl.
+ * between are not detected: "255.0.255.0" gives 8. White space behind the mask, and what follows it, is ignored.
  */
 ROQ_API uint32_t ROQ_IpMaskToCidrLen(const char* pcText);
 

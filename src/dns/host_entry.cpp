@@ -2,6 +2,7 @@
 
 #include "dns/lookup.h"
 #include "dns/text_file.h"
+#include "support/ipv4_text.h"
 #include "support/numbers.h"
 #include "support/owners.h"
 #include "support/text.h"
@@ -23,7 +24,7 @@ char* align_for_pointers(char* place) {
 bool parse_address(const char* name, const AddressFamily& family, char* address) {
   if (family.number == AF_INET6) return inet_pton(AF_INET6, name, address) == 1;
   in_addr parsed;
-  if (inet_aton(name, &parsed) == 0) return false;
+  if (!parse_lenient_ipv4(name, parsed)) return false;
   memcpy(address, &parsed, sizeof parsed);
   return true;
 }

@@ -4,6 +4,7 @@
 #include "dns/text_file.h"
 #include "dns/wan_files.h"
 #include "dns/wire.h"
+#include "support/ipv4_text.h"
 #include "support/owners.h"
 #include "support/text.h"
 #include <arpa/inet.h>
@@ -34,15 +35,6 @@ constexpr time_t kPauseSeconds = 5;
 
 const sockaddr* generic(const sockaddr_in& address) { return reinterpret_cast<const sockaddr*>(&address); }
 
-// As inet_addr reads the text up to its first white space: the server's text still has its line end, which not every C
-// library's conversion passes over. INADDR_NONE when it is no address.
-in_addr_t address_of(const char* text) {
-  char word[64];
-  copy_cut(word, sizeof word, text);
-  cut_at_space(word);
-  return inet_addr(word);
-}
-
 sockaddr_in endpoint(in_addr_t address, uint16_t port) {
   sockaddr_in endpoint{};
   endpoint.sin_family = AF_INET;
@@ -52,7 +44,7 @@ sockaddr_in endpoint(in_addr_t address, uint16_t port) {
 }
 
 [[nodiscard]] bool bind_to_wan_address(int socket_fd) {
-  const in_addr_t address = g_wanipaddr[0] != '\0' ? address_of(g_wanipaddr) : htonl(INADDR_ANY);
+  const in_addr_t address = g_wanipaddr[0] != '\0' ? lenient_ipv4_or_none(g_wanipaddr) : htonl(INADDR_ANY);
   // The kernel would take the broadcast address, and then no reply could ever come in.
   if (address == INADDR_NONE) return false;
   const sockaddr_in local = endpoint(address, 0);
@@ -135,7 +127,7 @@ int32_t do_query() {
 
 int32_t doit(int32_t selector) {
   const char* server = selector == 1 ? g_primary : g_secondary;
-  const sockaddr_in remote = endpoint(address_of(server), kServerPort);
+  const sockaddr_in remote = endpoint(lenient_ipv4_or_none(server), kServerPort);
   UniqueFd socket_fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   if (!socket_fd.is_open()) return report_socket_error(598);
   if (!bind_to_wan_address(socket_fd.get())) return report_socket_error(609);

@@ -1,11 +1,11 @@
 #include "validate/ipv4.h"
 
 #include "support/fields.h"
+#include "support/ipv4_text.h"
 #include "support/owners.h"
 #include "support/text.h"
 #include "validate/number.h"
 #include <algorithm>
-#include <arpa/inet.h>
 #include <bit>
 #include <optional>
 
@@ -61,7 +61,7 @@ bool has_leading_zeros(const char* quad) {
 
 in_addr_t convert(const char* address) {
   ErrnoKeeper keep;
-  return inet_addr(address);
+  return lenient_ipv4_or_none(address);
 }
 
 } // namespace
@@ -176,7 +176,7 @@ bool split_address(const char* text, std::span<uint32_t, 4> octets) {
 uint32_t prefix_length(const char* mask) {
   ErrnoKeeper keep;
   in_addr address;
-  if (inet_aton(mask, &address) == 0) return 0;
+  if (!parse_lenient_ipv4(mask, address)) return 0;
   return static_cast<uint32_t>(std::countl_one(ntohl(address.s_addr)));
 }
 

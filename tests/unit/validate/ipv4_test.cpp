@@ -724,12 +724,9 @@ TEST(IpMaskToCidrLen, CountsLeadingOnesOfWhatThePermissiveParserReads) {
   expect_verdicts(ROQ_IpMaskToCidrLen, kPrefixLengths);
 }
 
-// glibc takes such texts, musl refuses them.
-TEST(IpMaskToCidrLen, LeavesTheJudgementOnWhatFollowsWhiteSpaceToTheCLibrary) {
-  in_addr address;
-  const uint32_t expected = inet_aton("1 ", &address) != 0 ? 24 : 0;
-  EXPECT_EQ(judge_in_place(ROQ_IpMaskToCidrLen, "255.255.255.0 "), expected);
-  EXPECT_EQ(judge_in_place(ROQ_IpMaskToCidrLen, "255.255.255.0\tjunk"), expected);
+TEST(IpMaskToCidrLen, IgnoresWhiteSpaceBehindTheMaskAndWhatFollowsIt) {
+  EXPECT_EQ(judge_in_place(ROQ_IpMaskToCidrLen, "255.255.255.0 "), 24U);
+  EXPECT_EQ(judge_in_place(ROQ_IpMaskToCidrLen, "255.255.255.0\tjunk"), 24U);
 }
 
 TEST(IpMaskToCidrLen, IsZeroForANullPointer) { EXPECT_EQ(ROQ_IpMaskToCidrLen(nullptr), 0U); }
