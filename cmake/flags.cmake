@@ -52,6 +52,9 @@ if(CMAKE_BUILD_TYPE STREQUAL "MinSizeRel" AND CMAKE_CXX_COMPILER_ID STREQUAL "GN
     # What pays on other processors costs bytes here: every address that is kept in a register over a call, and every
     # piece of a function that is split off, has to be saved, restored and set up again.
     set(for_size -mtune=24kc -fno-shrink-wrap -fno-partial-inlining -fno-move-loop-invariants -fno-tree-loop-im -fno-gcse)
+    if(ROQ_MIPS16)
+      list(APPEND for_size -mips16)
+    endif()
     target_compile_options(roq_whole_program INTERFACE ${for_size})
     # The linker keeps the table of addresses outside of what it could protect after loading, which is padding then.
     target_link_options(roq_whole_program INTERFACE ${for_size} -Wl,-z,norelro)

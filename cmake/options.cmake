@@ -2,6 +2,7 @@ option(ROQ_BUILD_TESTS "Build the unit and system tests" ON)
 option(ROQ_BUILD_TOOLS "Build the roqutil command and the gateway in a box" ON)
 option(ROQ_BUILD_FUZZERS "Build the libFuzzer targets (needs clang)" OFF)
 option(ROQ_BUILD_BENCH "Build the benchmarks" OFF)
+option(ROQ_MIPS16 "Use the compressed instructions (MIPS16e) of the target's processor in small builds" OFF)
 option(ROQ_WARNINGS_AS_ERRORS "Let no compiler warning pass" ON)
 set(ROQ_PLATFORM_BUS "" CACHE FILEPATH
     "The platform's own message-bus library; empty builds the stand-in")
