@@ -194,6 +194,18 @@ class Refusals(SandboxTest):
         self.assertEqual(result.returncode, 125)
         self.assertRegex(result.stderr, r"\nsandbox: .*(CAP_SYS_ADMIN|run it as root).*\n\Z")
 
+    def test_of_a_chroot_are_explained(self):
+        script = """
+          root=/var/tmp/root
+          mkdir -p $root/usr $root/proc $root/dev
+          for folder in bin sbin lib lib32 lib64; do [ ! -L /$folder ] || ln -s usr/$folder $root/$folder; done
+          for folder in usr proc dev; do mount --rbind /$folder $root/$folder; done
+          cp "$1" $root/sandbox
+          exec chroot $root /sandbox -- true"""
+        result = run("--", "sh", "-ec", script, "sh", SANDBOX)
+        self.assertEqual(result.returncode, 125)
+        self.assertRegex(result.stderr, r"\nsandbox: / is no mount point here.* mount --bind DIR DIR\n\Z")
+
     def test_name_the_package_of_a_missing_tool(self):
         result = run("--", "true", env=self.with_path())
         self.assertEqual((result.returncode, result.stderr),
