@@ -142,6 +142,9 @@ bool are_base64_digits(std::span<const char> text) {
 
 size_t decode_base64(std::span<const char> digits, uint8_t* out) {
   size_t groups = digits.size() / 4;
+#ifndef __OPTIMIZE_SIZE__
+#pragma GCC unroll 4
+#endif
   for (size_t i = 0; i < groups; ++i)
     decode_group(&digits[4 * i], out + 3 * i);
   size_t left = digits.size() % 4;
