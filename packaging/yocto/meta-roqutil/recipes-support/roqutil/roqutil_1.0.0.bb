@@ -13,6 +13,8 @@ EXTERNALSRC_BUILD = "${WORKDIR}/build"
 
 # platform: the gateway's own kernel, so_mark: a mainline one
 ROQ_QOS_MARK ?= "so_mark"
+# ON: the processor is a MIPS with compressed instructions (MIPS16e), which make the library a quarter smaller
+ROQ_MIPS16 ?= "OFF"
 # The platform's own message-bus library; empty builds the stand-in.
 ROQ_PLATFORM_BUS ?= ""
 
@@ -21,6 +23,7 @@ EXTRA_OECMAKE = "\
     -DCMAKE_SKIP_RPATH=ON \
     -DROQ_BUILD_TESTS=OFF \
     -DROQ_WARNINGS_AS_ERRORS=OFF \
+    -DROQ_MIPS16=${ROQ_MIPS16} \
     -DROQ_QOS_MARK=${ROQ_QOS_MARK} \
     -DROQ_PLATFORM_BUS=${ROQ_PLATFORM_BUS} \
 "
