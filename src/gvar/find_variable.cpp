@@ -14,7 +14,7 @@ struct KnownList {
   uint32_t deletions = 0;
 };
 
-constinit KnownList known[kExistenceTestLimit];
+constinit KnownList known[kModuleLimit];
 constexpr uint32_t kPlaces = 128;
 constinit uint32_t found[kPlaces]; // addresses of nodes, each at the place that its id selects
 
@@ -57,6 +57,8 @@ VariableNode* find_variable(const SegmentHeader* segment, uint32_t id) {
   // The first of the list comes before whatever is remembered.
   VariableNode* newest = node_at(segment->variables);
   if (newest == nullptr || newest->id == id) return newest;
+  // What stands at the other modules' addresses is changed by the caller, who does not tell.
+  if (id >> 16 >= kModuleLimit) return walk_list(segment, id);
   KnownList& list = known[id >> 16];
   if (!is_known(list, segment)) {
     get_to_know(list, segment);

@@ -103,9 +103,9 @@ bool is_attached(uint32_t module, int id) {
 bool attach(uint32_t module, int id) {
   void* place = segment_of(module);
   void* attached = shmat(id, place, 0);
+  forget_found_variables();
   if (attached == place) {
     attached_id_plus_one[module].store(id + 1);
-    forget_found_variables();
     return true;
   }
   // A taken address is no failure when it is this very segment that took it.

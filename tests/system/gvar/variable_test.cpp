@@ -1,6 +1,7 @@
 #include "store.h"
 #include <atomic>
 #include <memory>
+#include <sys/mman.h>
 #include <sys/resource.h>
 
 namespace {
@@ -20,6 +21,33 @@ struct Node {
 
 bool operator==(const Node& left, const Node& right) {
   return left.id == right.id && left.value == right.value && left.length == right.length && left.next == right.next;
+}
+
+// Module 3 holds one variable over two pages: of its node only the id lies in the first one, and its value lies in the
+// second. Gives the units that were free when the piece first touched the second page.
+template <typename Piece> int units_at_first_touch(Piece piece) {
+  create_module(3, 8192, 52);
+  Shared<int> units;
+  *units = -1;
+  expect_in_child([&] {
+    ASSERT_EQ(ROQ_UTIL_GVarAttach(3), 0U);
+    uint32_t base = fixed_address(3), address = base + 4092;
+    Node node{0x00030001, base + 5000, 5, 0};
+    memcpy(address_to_pointer(address), &node, sizeof node);
+    memcpy(address_to_pointer(base + 5000), "hello", 5);
+    memcpy(address_to_pointer(base + 20), &address, 4);
+    static int* seen;
+    seen = units.get();
+    struct sigaction action {};
+    action.sa_handler = [](int) {
+      *seen = semaphore_value(semaphore_id(3));
+      mprotect(address_to_pointer(fixed_address(3) + 4096), 4096, PROT_READ | PROT_WRITE);
+    };
+    sigaction(SIGSEGV, &action, nullptr);
+    mprotect(address_to_pointer(base + 4096), 4096, PROT_NONE);
+    piece();
+  });
+  return *units;
 }
 
 void PrintTo(const Node& node, std::ostream* stream) {
@@ -320,6 +348,17 @@ TEST_F(GVarSetValue, MeetsTheAssertionOfADamagedPoolAndGivesTheLockBack) {
   expect_units(10);
 }
 
+TEST_F(GVarSetValue, ReleasesTheOldValueBeforeItsNodeNamesTheNewOne) {
+  expect_in_child(attached([] { set_text(id_of(1), "old"); }));
+  Node before = list()[0];
+  view_->word(place(before.value) - 4) = 0; // the old value's block is not allocated any more
+  Outcome outcome = run_in_child(attached([] { set_text(id_of(1), "another"); }));
+  EXPECT_TRUE(stopped_by(outcome, 831, "brel", "b->bh.bsize < 0"));
+  EXPECT_EQ(list()[0], before) << "the node is written after the release";
+  EXPECT_EQ(view_->pool().getcount, 3) << "the new value was allocated";
+  expect_units(10);
+}
+
 // ---- ROQ_UTIL_GVarGetValueEx
 
 class GVarGetValueEx : public VariableTest {};
@@ -340,6 +379,48 @@ TEST_F(GVarGetValueEx, CopiesAsManyBytesAsThereIsRoomFor) {
       EXPECT_EQ(ROQ_UTIL_GVarGetValueEx(id_of(1), buffer, row.room, nullptr), 0U);
     }
   }));
+}
+
+TEST_F(GVarGetValueEx, TellsVariablesApartWhoseModuleIsNoLongerAttached) {
+  create_module(3);
+  expect_in_child(attached([] {
+    ASSERT_EQ(ROQ_UTIL_GVarAttach(3), 0U);
+    for (uint32_t module : {kModule, 3U}) {
+      for (uint32_t number : {1U, 2U})
+        set_text(module << 16 | number, std::to_string(module));
+    }
+    for (uint32_t module : {kModule, 3U})
+      EXPECT_EQ(get_text(module << 16 | 1), std::to_string(module));
+    ASSERT_EQ(shmdt(address_to_pointer(fixed_address(3))), 0);
+    EXPECT_EQ(get_text(id_of(1)), "2");
+  }));
+}
+
+TEST_F(GVarGetValueEx, LooksAfreshIntoASegmentThatTookThePlaceOfAFormerOne) {
+  for (bool by_hand : {false, true}) {
+    expect_in_child([by_hand] {
+      ASSERT_EQ(ROQ_UTIL_GVarInit(3, 0x10000, 52, nullptr), 0U);
+      set_text(0x00030001, "x");
+      set_text(0x00030002, std::string(64480, 'x'));
+      ASSERT_EQ(get_text(0x00030001), "x");
+      void* place = address_to_pointer(fixed_address(3));
+      uint32_t head = static_cast<uint32_t*>(place)[5];
+      ASSERT_EQ(shmdt(place), 0);
+      expect_in_child([head] {
+        ASSERT_EQ(ROQ_UTIL_GVarDelModule(3, 1024), 0U);
+        ASSERT_EQ(ROQ_UTIL_GVarInit(3, 1024, 52, nullptr), 0U);
+        set_text(0x00030002, "x");
+        ASSERT_EQ(static_cast<uint32_t*>(address_to_pointer(fixed_address(3)))[5], head) << "the list looks the same";
+      });
+      if (by_hand) {
+        ASSERT_EQ(shmat(segment_id(3), place, 0), place);
+      }
+      ASSERT_EQ(ROQ_UTIL_GVarAttach(3), 0U);
+      EXPECT_EQ(get_text(0x00030001), "");
+      EXPECT_EQ(get_text(0x00030002), "x");
+      EXPECT_EQ(ROQ_UTIL_GVarDelModule(3, 1024), 0U);
+    });
+  }
 }
 
 TEST_F(GVarGetValueEx, OfAMissingVariableReturnsZeroAndCopiesNothing) {
@@ -407,6 +488,15 @@ TEST_F(GVarGetValueWithCopy, GivesAHeapCopyThatOutlivesTheVariablesValue) {
   }));
 }
 
+TEST_F(GVarGetValueWithCopy, CopiesUnderTheLock) {
+  EXPECT_EQ(units_at_first_touch([] {
+              void* copy = nullptr;
+              EXPECT_EQ(ROQ_UTIL_GVarGetValueWithCopy(0x00030001, &copy, nullptr), 0U);
+              free(copy);
+            }),
+            9);
+}
+
 TEST_F(GVarGetValueWithCopy, OfAMissingVariableGivesNullAndZero) {
   expect_in_child(attached([] {
     for (bool list_is_empty : {true, false}) {
@@ -470,6 +560,10 @@ TEST_F(GVarGetValue, GivesTheAddressInsideTheSegment) {
     EXPECT_EQ(std::string(value, 5), "hello");
     EXPECT_EQ(ROQ_UTIL_GVarGetValue(id_of(1), nullptr), value);
   }));
+}
+
+TEST_F(GVarGetValue, ReadsTheNodeAfterTheUnlock) {
+  EXPECT_EQ(units_at_first_touch([] { EXPECT_NE(ROQ_UTIL_GVarGetValue(0x00030001, nullptr), nullptr); }), 10);
 }
 
 TEST_F(GVarGetValue, OfAMissingVariableIsNullAndLeavesTheLength) {
@@ -826,6 +920,25 @@ TEST_F(GVarDeletion, DropsTheNodesInFrontThenFaultsOnTheListOfTheWrongHandle) {
   write(16, total_less(16));
   EXPECT_EQ(view_->bytes(), expected) << "and nothing else was written";
   expect_units(10);
+}
+
+TEST_F(GVarDeletion, DroppedVariablesAreMissingAlsoWhereTheyWereFoundBefore) {
+  prepare([] {
+    for (uint32_t number : {1U, 2U, 3U, 4U})
+      set_text(id_of(number), "value");
+  });
+  expect_in_child(attached([this] {
+    for (uint32_t number : {1U, 2U, 3U, 4U})
+      EXPECT_EQ(get_text(id_of(number)), "value");
+    EXPECT_TRUE(run_in_child([] { ROQ_UTIL_GVarSetValue(id_of(2), nullptr, 0); }).killed_by(SIGSEGV));
+    EXPECT_EQ(ids(), (Numbers{1}));
+    for (uint32_t number : {2U, 3U, 4U})
+      EXPECT_EQ(get_text(id_of(number)), "") << number;
+    EXPECT_EQ(get_text(id_of(1)), "value");
+    set_text(id_of(5), "value"); // node 1 is not the head any more
+    for (uint32_t number : {2U, 3U, 4U})
+      EXPECT_EQ(ROQ_UTIL_GVarGetValue(id_of(number), nullptr), nullptr) << number;
+  }));
 }
 
 TEST_F(GVarDeletion, FaultsReadingThroughAddressEight) {
