@@ -32,7 +32,7 @@ TEST(ParseLenientIpv4, IgnoresWhiteSpaceAndWhatFollowsItOverEveryCLibrary) {
 
 TEST(ParseLenientIpv4, ReadsTextsOfAnyLength) {
   EXPECT_EQ(read("192.0.2." + std::string(100, '0') + "7"), "192.0.2.7");
-  EXPECT_EQ(read("192.0.2." + std::string(54, '0') + "7 "), "192.0.2.7");
+  EXPECT_EQ(read("192.0.2." + std::string(100, '0') + "7 "), "192.0.2.7");
 }
 
 TEST(ParseLenientIpv4, LeavesTheAddressAloneWhenThereIsNone) {
