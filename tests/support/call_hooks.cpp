@@ -18,6 +18,7 @@ ssize_t __real_sendto(int fd, const void* data, size_t size, int flags, const so
                       socklen_t address_size);
 ssize_t __real_recv(int fd, void* data, size_t size, int flags);
 int __real_accept(int fd, sockaddr* address, socklen_t* length);
+int __real_ioctl(int fd, unsigned long request, void* argument);
 
 pid_t __wrap_fork();
 int __wrap_sigaction(int signal, const struct sigaction* action, struct sigaction* old);
@@ -35,14 +36,16 @@ ssize_t __wrap_sendto(int fd, const void* data, size_t size, int flags, const so
                       socklen_t address_size);
 ssize_t __wrap_recv(int fd, void* data, size_t size, int flags);
 int __wrap_accept(int fd, sockaddr* address, socklen_t* length);
+int __wrap_ioctl(int fd, unsigned long request, void* argument);
 }
 
 namespace roq::test {
 
 CallHooks call_hooks{};
-const CallHooks real_calls{__real_fork,   __real_sigaction, __real_waitpid, __real_flock, __real_kill,
-                           __real_usleep, __real_nanosleep, __real_socket,  __real_bind,  __real_connect,
-                           __real_poll,   __real_send,      __real_sendto,  __real_recv,  __real_accept};
+const CallHooks real_calls{__real_fork,   __real_sigaction, __real_waitpid,   __real_flock,
+                           __real_kill,   __real_usleep,    __real_nanosleep, __real_socket,
+                           __real_bind,   __real_connect,   __real_poll,      __real_send,
+                           __real_sendto, __real_recv,      __real_accept,    __real_ioctl};
 
 } // namespace roq::test
 
@@ -107,4 +110,8 @@ ssize_t __wrap_recv(int fd, void* data, size_t size, int flags) {
 
 int __wrap_accept(int fd, sockaddr* address, socklen_t* length) {
   return (call_hooks.accept != nullptr ? call_hooks.accept : real_calls.accept)(fd, address, length);
+}
+
+int __wrap_ioctl(int fd, unsigned long request, void* argument) {
+  return (call_hooks.ioctl != nullptr ? call_hooks.ioctl : real_calls.ioctl)(fd, request, argument);
 }

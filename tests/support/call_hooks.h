@@ -32,6 +32,7 @@ struct CallHooks {
   ssize_t (*sendto)(int, const void*, size_t, int, const sockaddr*, socklen_t);
   ssize_t (*recv)(int, void*, size_t, int);
   int (*accept)(int, sockaddr*, socklen_t*);
+  int (*ioctl)(int, unsigned long, void*);
 };
 
 extern CallHooks call_hooks;

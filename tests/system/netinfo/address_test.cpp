@@ -130,6 +130,26 @@ TEST(Ipv6AddressTable, IsReadFromProc) {
   });
 }
 
+TEST(Ipv6AddressTable, IsClosedAgain) {
+  in_child([] {
+    hide_proc();
+    write_file("/proc/net/if_inet6", "fe800000000000000000000000000001 07 40 20 80     ppp0\n");
+    std::vector<int> before = open_descriptors();
+    EXPECT_EQ(link_local("ppp0"), "fe80::1");
+    EXPECT_EQ(link_local("ppp1"), std::nullopt);
+    EXPECT_EQ(open_descriptors(), before);
+  });
+}
+
+TEST(AddressesOfTheKernel, AreHadThroughDescriptorZeroToo) {
+  in_child([] {
+    close(0);
+    expect_own("lo", "127.0.0.1");
+    EXPECT_EQ(peer("lo"), "127.0.0.1");
+    EXPECT_EQ(open_descriptors()[0], 1) << "0 is closed again";
+  });
+}
+
 TEST(PeerAddress, IsTheOtherEndOfATunnel) {
   in_child([] {
     run("ip tuntap add tun0 mode tun && ip addr add 10.9.0.1 peer 10.9.0.2 dev tun0 && ip link set tun0 up");

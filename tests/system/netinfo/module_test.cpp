@@ -203,6 +203,22 @@ std::vector<std::string> listed_names() {
 
 } // namespace
 
+TEST_F(ModuleCommands, OfADirectoryGoOnBehindOneThatFails) {
+  in_child([] {
+    load_list("");
+    write_script("/var/insmod", std::string(kRecorder) + "exit 1\n");
+    fill_directory({"a.ko", "b.ko"});
+    EXPECT_EQ(ROQ_UTIL_InsertModulesDir(kDirectory), 1U);
+    std::string commands = take_commands();
+    EXPECT_EQ(std::count(commands.begin(), commands.end(), '\n'), 2) << commands;
+    unlink("/proc/modules");
+    constexpr char kLine[] = "Can't Open File:/proc/modules\n";
+    EXPECT_EQ(printed_by([] { EXPECT_EQ(ROQ_UTIL_InsertModulesDir(kDirectory), 1U); }), std::string(kLine) + kLine);
+    commands = take_commands();
+    EXPECT_EQ(std::count(commands.begin(), commands.end(), '\n'), 2) << commands;
+  });
+}
+
 TEST_F(ModuleCommands, LoadTheModulesOfADirectory) {
   in_child([] {
     load_list(kUsbIsLoaded);

@@ -193,3 +193,34 @@ TEST(Ipv6DefaultRouteTable, IsReadFromProc) {
     EXPECT_EQ(found.name, "");
   });
 }
+
+TEST(Ipv6DefaultRouteTable, WithoutADefaultRouteLeavesTheWholeBufferAlone) {
+  in_child([] {
+    hide_proc();
+    constexpr char kOther[] =
+        "20010db8000000000000000000000000 40 00000000000000000000000000000000 00 0 00000100 1 0 3 eth0\n";
+    for (const char* table : {"", kOther}) {
+      write_file("/proc/net/ipv6_route", table);
+      char name[8] = "before";
+      EXPECT_EQ(ROQ_UTIL_GetIPv6DefaultRouteInterfaceName(name, sizeof name), 1U);
+      EXPECT_EQ(std::string(name, sizeof name), std::string("before\0\0", 8));
+    }
+  });
+}
+
+TEST(Ipv6DefaultRouteTable, FillsTheCallersBufferButItsLastByte) {
+  in_child([] {
+    hide_proc();
+    std::string any(32, '0');
+    write_file("/proc/net/ipv6_route",
+               any + " 00 " + any + " 00 " + any + " 00000100 00000001 00000000 00000003 wlan0\n");
+    for (uint32_t size : {0U, 1U, 2U, 5U, 6U, 7U, 16U}) {
+      char name[24];
+      memset(name, 'Z', sizeof name);
+      EXPECT_EQ(ROQ_UTIL_GetIPv6DefaultRouteInterfaceName(name, size), 1U) << size;
+      std::string written = std::string("wlan0").substr(0, size > 0 ? size - 1 : 0);
+      if (size > 0) written.resize(size - 1, '\0');
+      EXPECT_EQ(std::string(name, sizeof name), written + std::string(sizeof name - written.size(), 'Z')) << size;
+    }
+  });
+}

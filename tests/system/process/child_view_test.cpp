@@ -2,9 +2,16 @@
 #include "launched.h"
 
 #include <csignal>
+#include <cstddef>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <map>
+#include <sched.h>
 #include <sstream>
+#include <sys/mount.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 
 namespace roq::test::process {
 namespace {
@@ -400,6 +407,75 @@ TEST_F(EndlessProgram, DiesOfTheKeyboardsSignalsOnlyOutsideTheBackground) {
   usleep(20000);
   EXPECT_EQ(kill(program, 0), 0);
   end(program);
+}
+
+TEST_F(ChildView, IsWaitedForInTheCallersSessionWhateverThePlanSaysOfTheBackground) {
+  std::string in = folder_.path("in");
+  write_file(in, "");
+  expect_in_child([&] {
+    dup2(open(in.c_str(), O_RDONLY), STDIN_FILENO);
+    char* vector[] = {const_cast<char*>("sh"), const_cast<char*>("-c"),
+                      const_cast<char*>("readlink /proc/self/fd/0; exit 5"), nullptr};
+    for (int32_t limit : {kUntilItEnds, 5}) {
+      RedirectPlan plan{out_.data(), nullptr, 0, 0, 1};
+      uint32_t signal = 77, code = 78;
+      EXPECT_GT(ROQ_UTIL_ForkProcessFull(vector, limit, &signal, &code, &plan), 0);
+      EXPECT_EQ(signal, 0U);
+      EXPECT_EQ(code, 5U) << limit;
+      EXPECT_EQ(content_of(out_), in + "\n") << limit;
+    }
+  });
+}
+
+TEST_F(ChildView, HasTheNullDeviceOpenForReadingAndWriting) {
+  EXPECT_EQ(exit_code_of("cat /proc/self/fdinfo/0 >" + out_ + " &"), 0U);
+  EXPECT_TRUE(eventually([&] { return content_of(out_).find("mnt_id:") != std::string::npos; }));
+  std::string info = content_of(out_);
+  size_t flags = info.find("flags:\t");
+  ASSERT_NE(flags, std::string::npos);
+  EXPECT_EQ(strtoul(info.c_str() + flags + 7, nullptr, 8) & O_ACCMODE, static_cast<unsigned long>(O_RDWR));
+}
+
+TEST_F(ChildView, KeepsTheCallersInputWhenThereIsNoNullDevice) {
+  std::string in = folder_.path("in");
+  write_file(in, "");
+  expect_in_child([&] {
+    ASSERT_EQ(unshare(CLONE_NEWNS), 0);
+    ASSERT_EQ(mount("none", "/dev", "tmpfs", 0, nullptr), 0);
+    dup2(open(in.c_str(), O_RDONLY), STDIN_FILENO);
+    EXPECT_EQ(exit_code_of("readlink /proc/self/fd/0 >" + out_ + " &"), 0U);
+    EXPECT_TRUE(eventually([&] { return content_of(out_).find('\n') != std::string::npos; }));
+    EXPECT_EQ(content_of(out_), in + "\n");
+  });
+}
+
+// As on kernels before 5.9. False where the system cannot pretend it, as under an emulator.
+bool take_close_range_away() {
+  sock_filter program[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                           BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_close_range, 0, 1),
+                           BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
+                           BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+  sock_fprog filter{4, program};
+  return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
+}
+
+TEST_F(ChildView, HasDescriptorsClosedOnAllSidesOfTheRedirectionFiles) {
+  for (bool has_close_range : {true, false}) {
+    expect_in_child([&] {
+      if (!has_close_range && !take_close_range_away()) return;
+      int fd = open("/dev/null", O_RDONLY);
+      for (int place = 3; place <= 60; ++place) {
+        ASSERT_EQ(dup2(fd, place), place);
+      }
+      close(20); // the files get these
+      close(30);
+      std::map<int, std::string> seen = descriptors(">" + out_ + " 2>" + err_);
+      EXPECT_EQ(seen[STDOUT_FILENO], out_);
+      EXPECT_EQ(seen[STDERR_FILENO], err_);
+      EXPECT_EQ(count_low(seen), 3U);
+      EXPECT_EQ(seen.count(50), 1U);
+    });
+  }
 }
 
 } // namespace

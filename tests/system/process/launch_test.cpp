@@ -1,5 +1,6 @@
 #include "launched.h"
 
+#include <atomic>
 #include <csignal>
 #include <sys/resource.h>
 #include <thread>
@@ -284,6 +285,21 @@ TEST(ForkProcess, EndsAChildThatExecutesItsProgramWithoutExit) {
   });
   EXPECT_EQ(outcome.out, "buffered ");
   EXPECT_EQ(outcome.err, "");
+}
+
+std::atomic<int>* ended_children;
+
+TEST(ForkProcess, EndsADetachedProgramThatCannotBeExecutedWithExitUnseen) {
+  Shared<std::atomic<int>> count;
+  ended_children = count.get();
+  expect_in_child([] {
+    atexit([] { ++*ended_children; });
+    Launched launched = launch("/there/is/no/such/program &");
+    EXPECT_GT(launched.result, 0);
+    EXPECT_EQ(launched.signal, 0U);
+    EXPECT_EQ(launched.code, 0U); // of the parent; the caller does not see the 255
+  });
+  EXPECT_TRUE(eventually([&] { return *count == 2; })); // the program's parent and the program
 }
 
 } // namespace

@@ -73,5 +73,10 @@ TEST_F(WriteFile, LeavesNoDescriptorOpen) {
   EXPECT_EQ(open_descriptors(), before);
 }
 
+TEST_F(WriteFile, GivesZeroWhenTheWritingFailedBeforeTheClose) {
+  std::string text(1000000, 'x');
+  EXPECT_EQ(ROQ_WriteFile("../../dev/full", "%s", text.c_str()), 0);
+}
+
 } // namespace
 } // namespace roq::test::process

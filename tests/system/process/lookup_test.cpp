@@ -279,5 +279,13 @@ TEST_F(MadeTable, ThatIsMissingGivesNullWithAText) {
   EXPECT_EQ(outcome.err, "");
 }
 
+TEST(FindPidByName, LeavesNoDescriptorOpen) {
+  Process process({"steady-mark"});
+  std::set<int> before = open_descriptors();
+  EXPECT_EQ(find("steady-mark"), Ids{process.id()});
+  EXPECT_EQ(find("no-such-mark"), Ids{0xFFFFFFFF});
+  EXPECT_EQ(open_descriptors(), before);
+}
+
 } // namespace
 } // namespace roq::test::process

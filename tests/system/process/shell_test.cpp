@@ -123,5 +123,13 @@ TEST(ExecCmdNoHang, AppliesRedirectionsWithoutAShell) {
   EXPECT_EQ(content_of(out), "$HOME |\n");
 }
 
+TEST(ExecCmd, PrintsTheCommandBeforeItWaits) {
+  EXPECT_EQ(printed_by([] {
+              setvbuf(stdout, nullptr, _IONBF, 0);
+              EXPECT_EQ(ROQ_UTIL_ExecCmd("sleep 0.3; echo done", ""), 0U);
+            }),
+            "ROQ_UTIL_ExecCmd Command: sleep 0.3; echo donedone\n");
+}
+
 } // namespace
 } // namespace roq::test::process

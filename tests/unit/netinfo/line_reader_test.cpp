@@ -135,3 +135,11 @@ TEST(LineReader, ClosesItsTableOnce) {
     EXPECT_EQ(fcntl(number, F_GETFD), -1);
   }
 }
+
+TEST(LineReader, ReportsThatItsTableCouldNotBeClosed) {
+  roq::UniqueFd file = file_of("");
+  int number = file.get();
+  LineReader table(std::move(file));
+  close(number);
+  EXPECT_EQ(table.close(), -1);
+}

@@ -164,6 +164,11 @@ TEST(Ipv6DefaultRoute, IsNeverOneWithTheLargestMetric) {
   EXPECT_EQ(ipv6_default_route(ipv6_route("lo", "ffffffff"), 32).text(), std::string(96, 'Z'));
 }
 
+TEST(Ipv6DefaultRoute, ConvertsTheMetricOfDefaultRoutesOnly) {
+  EXPECT_EQ(printed_by([] { ipv6_default_route(ipv6_route("eth1", "12g", kAny, "40"), 16); }), "");
+  EXPECT_EQ(printed_by([] { ipv6_default_route(ipv6_route("eth0", "12g"), 16); }), "Invalid string\n");
+}
+
 TEST(Ipv6DefaultRoute, NeedsAllFourColumns) {
   constexpr char kNetwork[] = "20010db8000000000000000000000000";
   EXPECT_EQ(ipv6_default_route(ipv6_route("a", "00000001", kNetwork) + ipv6_route("b", "00000001", kAny, "40") +

@@ -238,5 +238,14 @@ TEST(CloseReadableConnections, DrainsATableOfAThousandEntries) {
   EXPECT_EQ(one.pending(), 0);
 }
 
+TEST(CloseReadableConnections, AcceptsNothingWhenOneDescriptorIsClosed) {
+  Listener one;
+  one.connect_clients(2);
+  int closed = open("/", O_RDONLY);
+  close(closed);
+  EXPECT_EQ(drain({one.fd(), static_cast<uint32_t>(closed)}), 0U); // the wait fails
+  EXPECT_EQ(one.pending(), 2);
+}
+
 } // namespace
 } // namespace roq::test::process

@@ -248,5 +248,24 @@ TEST(ExecCmd, OfANullCommandForksNothing) {
   EXPECT_EQ(ROQ_UTIL_ExecCmd_ByTime(nullptr, 1), -1);
 }
 
+TEST(ForkProcessFull, ClosesTheRedirectionFilesAndKeepsTheDefaultChildActionWhileItWaits) {
+  static std::set<int> before;
+  static pid_t waited_for;
+  TemporaryFolder folder;
+  std::string out = folder.path("out"), err = folder.path("err");
+  before = open_descriptors();
+  waited_for = 0;
+  char* vector[] = {const_cast<char*>(kAnyProgram), nullptr};
+  RedirectPlan plan{out.data(), err.data(), 0, 0, 0};
+  Hook child_on_paper(call_hooks.fork, []() -> pid_t { return 4242; });
+  Hook looking(call_hooks.waitpid, [](pid_t pid, int* status, int) -> pid_t {
+    EXPECT_EQ(open_descriptors(), before);
+    *status = 0;
+    return waited_for = pid;
+  });
+  EXPECT_EQ(ROQ_UTIL_ForkProcessFull(vector, -1, nullptr, nullptr, &plan), 4242);
+  EXPECT_EQ(waited_for, 4242);
+}
+
 } // namespace
 } // namespace roq::test::process

@@ -3,6 +3,7 @@
 #include "support/recording_bus.h"
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <roqutil/process.h>
 
@@ -124,6 +125,19 @@ TEST(StopProcess, DoesNothingForANullName) {
   ROQ_UTIL_StopProcess(nullptr);
   EXPECT_TRUE(bus.built.empty());
   EXPECT_TRUE(bus.sent.empty());
+}
+
+TEST(FindPidByName, LeavesNoDescriptorOpenWhenItGivesUp) {
+  Outcome outcome = run_in_child([] {
+    int lowest = open("/", O_RDONLY);
+    close(lowest);
+    for (const char* name : {"", kNobodysName})
+      EXPECT_FALSE(search_with(name, 1).found_list);
+    int now = open("/", O_RDONLY);
+    EXPECT_EQ(now, lowest);
+    close(now);
+  });
+  EXPECT_TRUE(outcome.exited_with(0)) << outcome;
 }
 
 } // namespace

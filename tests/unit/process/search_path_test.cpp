@@ -165,5 +165,11 @@ TEST(SearchPathTable, HoldsFourFoldersAndANull) {
     EXPECT_EQ(g_apcBinSearchPath[i], nullptr);
 }
 
+TEST_F(SearchPath, TakesAFileThatIsTooLongForA32BitNumber) {
+  make_file(first_ + "/tool", 0755);
+  ASSERT_EQ(truncate64((first_ + "/tool").c_str(), off64_t{3} << 30), 0);
+  EXPECT_EQ(find("tool", 0), first_ + "/tool");
+}
+
 } // namespace
 } // namespace roq::test::process
