@@ -78,7 +78,7 @@ ROQ_EXTERN_C_BEGIN
 
 /* Heads a pool. Zero it or not before bpool, which sets every field; leave it alone afterwards. */
 typedef struct RoqPoolHandle {
-  int32_t prevfree, bsize; /* always 0 */
+  int32_t prevfree, bsize; /* 0; in a segment, prevfree counts what deletions of variables released */
   uint32_t flink, blink;   /* first and last free block, or the handle itself */
   int32_t totalloc;        /* bytes allocated, block headers included */
   int32_t getcount;        /* successful allocations since bpool */
@@ -96,7 +96,8 @@ ROQ_API void bpool(RoqPoolHandle* pstBH, void* pvRegion, int32_t lLen);
 
 /*
  * Allocates lSize bytes from the smallest free block that is large enough, of equal ones the one that has been free
- * longest. The buffer may be up to 16 bytes larger than asked for. Its content is whatever was there.
+ * longest. A request is rounded up to a multiple of 4, to 8 at least, and the buffer may have up to 16
+ * bytes more. Its content is whatever was there.
  *
  * Returns the buffer; null when no block is large enough, after printing "bget report: memory expired, pid:%d" and a
  * line end on standard output. Stops the process on a null handle ("pstBH") and on lSize <= 0 ("size > 0").
@@ -117,7 +118,9 @@ ROQ_API void* bgetz(RoqPoolHandle* pstBH, int32_t lSize);
  *
  * HAZARD: the allocation is made from the pool whose handle lies at the numeric address lSize. A size of 0 stops the
  * process ("pstBH", reported for bget), any other size reads that address, which normally faults. Only where such a
- * pool exists is the content copied and the old buffer released to pstBH. Use bget, memcpy and brel.
+ * pool exists is the content copied and the old buffer released to pstBH; when that pool has no room, null after bget's
+ * line, with the old buffer as it was. Stops the process on a null handle ("pstBH") and on an old buffer without usable
+ * bytes ("osize > 0"). Use bget, memcpy and brel.
  */
 ROQ_API void* bgetr(RoqPoolHandle* pstBH, void* pvBuf, int32_t lSize);
 
@@ -187,17 +190,20 @@ ROQ_API uint32_t ROQ_UTIL_GVarInit(uint32_t ulModule, uint32_t ulSize, uint32_t 
 
 /*
  * Attaches the existing segment of module 0 to 6 at its fixed address; 0 also when this process attached it before.
- * 1 when there is no such segment, it may not be read, or the address is taken.
+ * 1 when there is no such segment, it may not be read and written, the address is taken, or for modules from 7 on.
  */
 ROQ_API uint32_t ROQ_UTIL_GVarAttach(uint32_t ulModule);
 
 /*
  * Removes the module's segment; processes that have it attached keep their mapping. Its semaphore set stays.
  *
- * ulSize  at most the segment's size; more gives 1. A segment that does not exist is created with this size and
- *         removed, which gives 0.
+ * ulModule  0 to 6
+ * ulSize    at most the segment's size; more gives 1. A segment that does not exist is created with this size and
+ *           removed, which gives 0.
  *
  * Returns 0, 1 when no id above 0 could be had for the segment, or 0xFFFFFFFF when the removal was refused.
+ *
+ * HAZARD: the module's number is not checked, and 8 bits of 103 + ulModule make the key: 259 removes module 3.
  *
  * HAZARD: once the module was created anew, processes that still have the old segment attached go on reading and
  * writing that one, and no access fails. In them ROQ_UTIL_GVarAttach gives 1.
@@ -216,7 +222,9 @@ ROQ_API RoqPoolHandle* ROQ_UTIL_GVarGetMemHandle(uint32_t ulModule);
  * ids among themselves. A missing module or variable is no error for the readers.
  *
  * An access asks the kernel once whether the segment still exists, and takes and gives back units of the semaphore:
- * three system calls.
+ * three system calls. The first access to a module, and every access to one that does not exist, makes its key anew and
+ * looks through the kernel's whole table of segments instead. Until that segment is gone, a process goes by the key it
+ * made then: mount what belongs on /var before the store is used.
  */
 
 /*
@@ -235,7 +243,7 @@ ROQ_API uint32_t ROQ_UTIL_GVarGetValueEx(uint32_t ulId, void* pvBuf, uint32_t ul
  * ppvValue  the copy; null when the variable does not exist
  * pulLen    its length, 0 when there is none; may be null
  *
- * Returns 1 when ppvValue is null or the heap is exhausted, else 0.
+ * Returns 1 when ppvValue is null (with *pulLen left alone) or the heap is exhausted (with null and 0), else 0.
  */
 ROQ_API uint32_t ROQ_UTIL_GVarGetValueWithCopy(uint32_t ulId, void** ppvValue, uint32_t* pulLen);
 
@@ -260,9 +268,9 @@ ROQ_API void* ROQ_UTIL_GVarGetValue(uint32_t ulId, uint32_t* pulLen);
  * HAZARD: deletion. The list is cut behind the variable, not around it: every variable that was set later than the
  * deleted one disappears from the list, and its memory stays allocated. Deleting the newest variable faults the
  * process (SIGSEGV). Otherwise value and node are released through the segment's base address instead of its pool
- * handle: the counts of the header are changed, and unless the block in front of the value is free the process faults
- * or is stopped by an assertion, with the writer's lock given back by the kernel. Do not delete variables; set them to
- * a value that means "none".
+ * handle: the counts of the header are changed, and unless the blocks in front of the value and of the node are free
+ * the process faults or is stopped by an assertion, with the writer's lock given back by the kernel. Do not delete
+ * variables; set them to a value that means "none".
  */
 ROQ_API uint32_t ROQ_UTIL_GVarSetValue(uint32_t ulId, const void* pvValue, uint32_t ulLen);
 

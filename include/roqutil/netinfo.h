@@ -2,12 +2,14 @@
  * The running network state, the modem's device nodes, the QoS mark of a socket, kernel modules and firewall rules.
  *
  * Nothing is cached: every call opens and reads the kernel's table, asks the kernel, or runs the system's tool afresh.
- * No locks are taken, and every table and socket is closed on every path. All functions are reentrant as far as they
- * do not share files: see ROQ_UTIL_RemoveIpTableRule.
+ * No locks are taken, and every table and socket is closed on every path. All functions are reentrant but the four that
+ * run a tool (ROQ_UTIL_InsertModule, ROQ_UTIL_RemoveModule, ROQ_UTIL_InsertModulesDir, ROQ_UTIL_RemoveIpTableRule):
+ * while they wait for it, the SIGCHLD action of the whole process is the default, so that one thread at a time may call
+ * them; see "Signals" in roqutil/process.h, and the hazard of unflushed streams there.
  *
  * RESULTS DIFFER from function to function, on purpose; callers depend on each. Most give 1 for success and 0 for
- * failure, but ROQ_UTIL_GetIpByName gives 0 for success, ROQ_UTIL_GetIfcStatInfo always 0, ROQ_UTIL_QosSetMark 0 or
- * -1, and the search for a default route gives 1 also when there is none.
+ * failure, but ROQ_UTIL_GetIpByName gives 0 for success, ROQ_UTIL_GetIfcStatInfo as good as always 0,
+ * ROQ_UTIL_QosSetMark 0 or -1, and the search for a default route gives 1 also when there is none.
  *
  * Tables are read in lines of a fixed size, told with each function: a line buffer of N bytes takes N - 1 characters
  * at a time, line end included, and what is left of a longer line is read as a further line. Columns are what stands
@@ -92,8 +94,8 @@ ROQ_API uint32_t ROQ_UTIL_GetIpv6LinkAddress(const char* pcName, char* pcAddress
  * pcName     the interface; cut to 15 characters
  * pcAddress  at least 16 bytes; the text and its terminator are written
  *
- * Returns 1 when it was written; 0 when there is no such interface, it has no IPv4 address, or a pointer is null.
- * Prints nothing.
+ * Returns 1 when it was written; 0 when there is no such interface, it has no IPv4 address, no socket can be had, or a
+ * pointer is null. Prints nothing.
  */
 ROQ_API uint32_t ROQ_UTIL_GetIfDestAddr(const char* pcName, char* pcAddress);
 
@@ -122,8 +124,9 @@ typedef struct RoqIfcStat {
  * pcName   the interface; its line is the first one behind the two headers in which this text occurs anywhere
  * pstStat  untouched when there is no such line
  *
- * Always returns 0: also when a pointer is null, the table cannot be opened, or no line matches. To see whether the
- * interface was found, fill the record with a pattern that counters cannot have before the call. Prints nothing.
+ * Returns 0, also when a pointer is null, the table cannot be opened, or no line matches; 0xFFFFFFFF only when the
+ * table cannot be closed. To see whether the interface was found, fill the record with a pattern that counters cannot
+ * have before the call. Prints nothing.
  *
  * HAZARD: the match is loose. "eth0" also takes the line of eth0.5 or of veth0 when that comes first, and "0" takes
  * nearly every line. A name with its colon ("eth0:") excludes eth0.5, not veth0; "" takes the first line.
@@ -194,8 +197,9 @@ ROQ_API int32_t ROQ_UTIL_QosSetMark(int32_t iSocket, uint32_t ulMark);
  * in /var, /bin, /sbin or /usr/bin, without a shell, and wait until they end. What comes of them is not looked at: the
  * results say whether a command was issued, not whether it succeeded. Ask ROQ_UTIL_IsModuleInserted afterwards.
  *
- * HAZARD: the command text is split as a command line, so blanks, quotes, backslashes, '>' and '&' in a name or
- * directory do not stay what they are. Commands are cut at 511 characters and run as cut.
+ * HAZARD: the command text is split as a command line, so blanks, quotes and backslashes in a name or directory do not
+ * stay what they are, and a directory that begins with '>', "1>" or "2>", or has a blank in front of one, becomes a
+ * redirection. Commands are cut at 511 characters and run as cut.
  */
 
 /*
@@ -231,7 +235,8 @@ ROQ_API uint32_t ROQ_UTIL_RemoveModule(const char* pcName, const char* pcDirecto
  * ROQ_UTIL_InsertModule for every entry of a directory whose name contains ".ko", cut in front of the first one: foo.ko
  * and foo.ko.old both load foo. In the order in which the directory lists them; dependencies are not looked at.
  *
- * Returns 1; 0 when the directory is null or cannot be opened.
+ * Returns 1, whatever came of the commands; 0 when the directory is null or cannot be opened. Prints only what
+ * ROQ_UTIL_IsModuleInserted does, once for each of these entries.
  */
 ROQ_API uint32_t ROQ_UTIL_InsertModulesDir(const char* pcDirectory);
 

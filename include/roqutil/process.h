@@ -36,8 +36,8 @@ ROQ_EXTERN_C_BEGIN
  *   'text' "text"   a quoted run, part of an argument: white space does not separate inside it, and a run of one kind
  *                   may hold quotes of the other. The quotes are removed.
  *   \c              outside quotes: the character c, whatever it is. A backslash at the very end is dropped.
- *                   Inside quotes a backslash is an ordinary character that stays; but a quoted run that holds a
- *                   backslash and its own quote fails, "a\"b" for one.
+ *                   Inside quotes a backslash is an ordinary character that stays; but an argument with a
+ *                   quoted run that holds a backslash and its own quote fails, "a\"b" for one.
  *   &               at the end of the line, as the last argument or the last character of it: start in the
  *                   background. A final "\&" counts, too.
  *   > >> 1> 2> ...  at the end of the line: redirections, at most two, see below.
@@ -60,7 +60,8 @@ ROQ_EXTERN_C_BEGIN
  *  - "2> file" with a blank works as the last redirection only. In front of another one it is taken for standard
  *    output: "cmd 2> err > out" loses "err", and "cmd 2> err 1>&2" sends standard output to "err". Write "2>err".
  *  - Text glued to the front of an operator is lost: "cmd a> out" redirects standard output and drops the "a".
- *  - An operator without a file name is dropped, but "1>>" and "2>>" as the last argument name the file ">".
+ *  - An operator without a file name is dropped, but "1>>" and "2>>" as the last argument, or in front of the last
+ *    redirection, name the file ">".
  */
 
 /* What the end of a command line asks for. */
@@ -123,9 +124,10 @@ ROQ_API void ROQ_UTIL_FreeArgs(char** ppcArgv);
  * A file that cannot be opened is not reported: that output stays the caller's. When both outputs name the same file,
  * it is opened once.
  *
- * A program that was found but cannot be executed shows as exit code 255: the child then ends with exit, which
- * writes out what the caller had left in its stream buffers and runs its exit handlers. The child between the caller
- * and a detached program ends with exit, too. HAZARD: flush streams before such calls, or the text appears twice.
+ * A program that was found but cannot be executed shows as exit code 255, a detached one not at all: the child then
+ * ends with exit, which writes out what the caller had left in its stream buffers and runs its exit handlers. The child
+ * between the caller and a detached program ends with exit, too. HAZARD: flush streams before such calls, or the text
+ * appears twice.
  *
  * Signals: while the launcher waits, the SIGCHLD action of the whole process is the default; the caller's is put back
  * before it returns. Callers with several threads launch from one of them at a time, and do without a SIGCHLD
@@ -151,7 +153,8 @@ ROQ_API extern const char* g_apcBinSearchPath[];
 /*
  * Finds a program.
  *
- * pcFull  its path, cut to ulLen bytes with the terminator. When the program is not found, the last candidate.
+ * pcFull  its path, cut to ulLen bytes with the terminator. When the program is not found, the last candidate. With
+ *         ulLen 0 nothing is written, and only a name with a leading slash is found.
  *
  * Returns 0, or -1 when pcName is null or empty, pcFull is null, or no folder has such a program. A path that was cut
  * is tested, and given, as it was cut.
@@ -174,7 +177,8 @@ ROQ_API int32_t ROQ_UTIL_WaitForPid(int32_t iPid, int32_t iTimeLimit, uint32_t* 
  * Starts a program from an argument vector and waits as the time limit says.
  *
  * ppcArgv      the program and its arguments, null-terminated
- * pulSignal    as for ROQ_UTIL_WaitForPid; of a detached program's parent, which always ends by itself with 0
+ * pulSignal    as for ROQ_UTIL_WaitForPid; of a detached program's parent, which ends by itself with 0, or with
+ *              255 when it could not start the program
  * pulExitCode  likewise
  * pstPlan      redirections; its bBackground matters with a time limit of 0 only, and says whether the detached
  *              program is shut off from the keyboard ("&" above); may be null
@@ -244,8 +248,8 @@ ROQ_API int32_t ROQ_UTIL_ExecCmd_ByTime(const char* pcCmd, uint32_t ulSeconds);
  * once.
  *
  * Returns the program's exit code: 255 when it could not be executed, 0 when a signal killed it, when it was detached
- * or when somebody else waited for it; -1 when the line cannot be parsed, is empty, or its program is not found, and a
- * negative value when there is no child to be had.
+ * (255 when that failed for want of a process) or when somebody else waited for it; -1 when the line cannot be parsed,
+ * is empty, or its program is not found, and a negative value when there is no child to be had.
  */
 ROQ_API int32_t ROQ_UTIL_ExecCmdNoHang(const char* pcCmd);
 
@@ -260,9 +264,9 @@ ROQ_API uint32_t ROQ_UTIL_RmDelimitor(char* pcBuf);
 /*
  * Finds the processes whose command lines contain a text.
  *
- * The first 126 bytes of "/proc/PID/cmdline" are looked at, up to the first line feed in them, with their words joined
- * without separators: a text with a blank never matches across words. Processes without a command line, such as the
- * kernel's own, are passed over; the caller itself is not.
+ * The first 126 bytes of "/proc/PID/cmdline" are looked at, up to the first line feed or empty argument in them, with
+ * their words joined without separators: a text with a blank never matches across words. Processes without a command
+ * line, such as the kernel's own, are passed over; the caller itself is not.
  *
  * Returns the process ids in the order of /proc, ended by a 0, on the heap; released with free. Null for a null name,
  * when /proc cannot be opened ("cms:Cannot open /proc" on standard output) and when memory is exhausted
@@ -293,8 +297,8 @@ ROQ_API void ROQ_UTIL_StopProcess(const char* pcName);
  * Locks a file exclusively, creating it if need be, and waits for as long as another holder has it. The lock is
  * advisory and belongs to the opened file: a second lock of the same path waits also within one process.
  *
- * ppstStream  a stream for reading on the descriptor; may be null. Closing it closes the descriptor and gives the lock
- *             back.
+ * ppstStream  a stream for reading on the descriptor, null when none can be made although the file is locked; may be
+ *             null. Closing the stream closes the descriptor and gives the lock back.
  *
  * Returns the descriptor, which is close-on-exec; -1 for a null path, and when the lock cannot be had, after printing
  * "ERROR:Fail to flock %s.\n" with the path on standard output.
@@ -315,8 +319,11 @@ ROQ_API int32_t ROQ_UTIL_UnlockFile(int32_t iFd);
 /*
  * Replaces the file "/var/log/NAME" by formatted text. The path is cut at 127 characters.
  *
- * Returns the result of closing the file: 0, or -1 when the text could not be written; 0 also when the file cannot be
- * opened or an argument is null. Prints nothing.
+ * Returns the result of closing the file: 0, or -1 when what was still to be written then could not be; 0 also when the
+ * file cannot be opened or an argument is null. Prints nothing.
+ *
+ * HAZARD: on a full device only a text that fits into the stream's buffer (4,096 bytes with glibc) shows as -1. Of a
+ * longer one the beginning may be lost and the result be 0.
  *
  * Example:
  *
@@ -344,8 +351,11 @@ ROQ_API uint32_t ROQ_UTIL_MIC_AddBackupAppFds(uint32_t* pulFds, uint32_t ulLen, 
 /*
  * Accepts and closes the connections that are pending on the table's descriptors, without waiting for further ones.
  *
- * Descriptors of FD_SETSIZE (1,024) and more are passed over. Returns 0 when no connection is left, 1 as soon as a
- * connection cannot be accepted.
+ * Descriptors of FD_SETSIZE (1,024) and more are passed over. Returns 0 when no connection is left on those that had
+ * any, or when they cannot be looked at; 1 as soon as a connection cannot be accepted.
+ *
+ * HAZARD: with one closed descriptor in the table none can be looked at, and every connection stays. Take a descriptor
+ * out of the table before it is closed.
  *
  * HAZARD: a descriptor that is listed twice is accepted from twice in a row, and the second time may find nothing: then
  * this waits on a blocking descriptor, and gives 1 on another.
