@@ -48,9 +48,9 @@ ROQ_EXTERN_C_BEGIN
  * query is the clock's second plus one and the same in all attempts.
  *
  * Attempts fail on no reply, a reply with another id, without the response bit, with an error code or without answers,
- * and on an answer section that is cut off, leads outside what was received, has an owner name beyond 254 characters
- * or addresses of different lengths. Only the first datagram of an attempt is looked at. Not tried again are a name
- * that cannot be encoded (495 bytes and more) and a source address that cannot be bound.
+ * and on an answer section that is cut off, leads outside what was received, has an owner name beyond 254 characters or
+ * addresses of different lengths. Only the first datagram of an attempt is looked at. Not tried again are a name that
+ * cannot be encoded (495 bytes and more, a dot at its end not counted) and a source address that cannot be bound.
  *
  * Of the answers those of the family are taken, at most eight, whatever stands between them. CNAME records in front
  * of them are passed over, not followed; a lone CNAME is a failure.
@@ -74,12 +74,13 @@ ROQ_EXTERN_C_BEGIN
  *    0  resolved. h_name is the owner name of the first address record (of a numeric address: the text itself),
  *       h_addr_list holds up to eight addresses and ends with null.
  *   22  a null name, record, buffer or result place; another family; or the family is switched off
- *   34  the buffer is too small, at all or for the addresses that came
+ *   34  the buffer is too small, at all or for the records that the reply announces behind the first address, of
+ *       whatever type: (address length + 4) bytes each, and 256
  *    2  the lookup failed, or brought no address of the family
  *
- * The buffer holds at least 300 bytes for AF_INET and 280 for AF_INET6 (with pointers of 8 bytes: 344 and 288). The
- * addresses behind the first need (address length + 4) bytes each besides, and 256 bytes must remain. In order it
- * holds:
+ * The buffer holds at least 300 bytes for AF_INET and 280 for AF_INET6 (with pointers of 8 bytes: 344 and 288). Each
+ * address behind the first needs its length and a pointer besides, all of them up to a pointer of padding, and 256
+ * bytes must remain. In order it holds:
  *
  *   the first address    4 (padded to a pointer) or 16 bytes
  *   the address list     2 pointers: the first address, null
@@ -130,7 +131,7 @@ typedef struct RoqSrvRecord {
   uint32_t ttl;                    /* 0 */
   uint16_t rdlength;               /* 0 */
   uint16_t priority, weight, port; /* in network byte order */
-  char target[64];                 /* host name in dotted form */
+  char target[64];                 /* host name in dotted form, cut to 62 characters and looked up as cut */
   char address[64];                /* its first IPv4 address, empty when it could not be resolved */
 } RoqSrvRecord;
 
@@ -147,13 +148,14 @@ typedef struct RoqSrvRecord {
  *   ifdns:can't get dns server             no server file, or no "nameserver " line in it
  *   ifdns:can't get interfacd:%s 's ip     no address file, or an empty first line
  *   socket error @ line 598.               no socket
- *   socket error @ line 609.               the local address cannot be bound
+ *   socket error @ line 609.               the local address is no address or cannot be bound
  *   ifdns:invalid feedback.                a reply of fewer than 12 bytes
  *   ifdns:got bad packet from server.      a reply that ends within or right behind its questions
  *   ifdns:Out file: %s , can't be created  the result file cannot be opened
  *
  * or, on standard output, a line end and "sendto error" when the query could not be sent. Nothing is printed, and null
- * returned, for a null name, no reply, a reply with another id or an error code, and one without SRV records.
+ * returned, for a null name, one whose query is longer than 256 bytes, no reply, a reply with another id or an error
+ * code, and one without SRV records.
  *
  * One query is sent, with the id 0x0929. The reply is looked for at once and then after each of five pauses of 5
  * seconds: a reply that takes a moment is returned after 5 seconds, and a server that does not answer costs 25. The

@@ -115,7 +115,7 @@ void tracename(char* text) {
 
 int32_t do_query() {
   if (doit(1) != 0) return -1;
-  unlink(g_outfile);
+  remove(g_outfile);
   UniqueStream file(fopen(g_outfile, "a+e"));
   if (!file) {
     fprintf(stderr, "ifdns:Out file: %s , can't be created\n", g_outfile);

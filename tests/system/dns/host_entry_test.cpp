@@ -429,4 +429,41 @@ TEST_F(StaticHostEntry, HoldsEightAddressesOfEitherFamily) {
   EXPECT_THAT(addresses_of(*host), SizeIs(8));
 }
 
+TEST_F(HostEntry, ThatIsTooSmallIsReportedBeforeAddressesOfOddLength) {
+  ScriptedServer relay(always(std::vector<Bytes>(4, record(kAskedName, kA, 1, Bytes(16, 1)))));
+  EXPECT_EQ(resolve(AF_INET, k64Bit ? 344 : 300), 34);
+  EXPECT_EQ(resolve(AF_INET), 2);
+}
+
+TEST_F(StaticHostEntry, IsAskedForFromTheSource) {
+  ScriptedServer relay([](const Query& query) { return std::vector<Bytes>{reply_to(query.bytes, {}, 0x8183)}; });
+  EXPECT_EQ(ROQ_UTIL_Gethostbyname(kName, AF_INET, "127.0.0.9"), nullptr);
+  EXPECT_THAT(relay.queries(), SizeIs(4));
+  EXPECT_THAT(relay.clients(), Each("127.0.0.9"));
+}
+
+TEST_F(StaticHostEntry, HasBuffersOf460And472Bytes) {
+  // Eight addresses come, and as many records are announced as fit the name area; one more is a shortage.
+  const auto announce = [](size_t count, auto resolve) {
+    ScriptedServer relay([count](const Query& query) {
+      const bool ipv6 = query.bytes[query.bytes.size() - 3] == kAaaa;
+      Bytes reply = reply_to(query.bytes, ipv6 ? ipv6_records(8) : ipv4_records(8));
+      reply[7] = static_cast<uint8_t>(count);
+      return std::vector<Bytes>{reply};
+    });
+    return resolve() != nullptr;
+  };
+  const auto old = [] { return roq_gethostbyname(kName, 0); };
+  const auto ipv4 = [] { return ROQ_UTIL_Gethostbyname(kName, AF_INET, nullptr); };
+  const auto ipv6 = [] { return ROQ_UTIL_Gethostbyname(kName, AF_INET6, nullptr); };
+  const size_t most_old = 1 + (460 - (k64Bit ? 88 : 44)) / 8, most_ipv4 = 1 + (472 - (k64Bit ? 88 : 44)) / 8;
+  const size_t most_ipv6 = 1 + (472 - (k64Bit ? 32 : 24)) / 20;
+  EXPECT_TRUE(announce(most_old, old));
+  EXPECT_FALSE(announce(most_old + 1, old));
+  EXPECT_TRUE(announce(most_ipv4, ipv4));
+  EXPECT_FALSE(announce(most_ipv4 + 1, ipv4));
+  EXPECT_TRUE(announce(most_ipv6, ipv6));
+  EXPECT_FALSE(announce(most_ipv6 + 1, ipv6));
+}
+
 } // namespace

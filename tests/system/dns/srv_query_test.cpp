@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <roqutil/dns.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -495,6 +496,61 @@ TEST(SrvGlobals, HaveTheSizesOfTheInterface) {
   EXPECT_EQ(sizeof g_resolveaddr, 100U);
   EXPECT_EQ(sizeof g_ttl, 20U);
   EXPECT_EQ(sizeof srv_record_table, 8U * 212);
+}
+
+ROQ_SCENARIO(SrvQuery, MakesANewResultFileAndRewritesTheServerFile) {
+  write_file(kResultFile, "old result\n");
+  write_file(kServerFile, "old server that is long\n");
+  ASSERT_EQ(link(kResultFile, "/var/wan/old_result"), 0);
+  ASSERT_EQ(link(kServerFile, "/var/same_server"), 0);
+  ScriptedServer servers({"127.0.0.1", "::1"}, services_and_hosts({kSip1}));
+  EXPECT_NE(query(nullptr).table, nullptr);
+  EXPECT_EQ(read_file(kResultFile), "\nttl=0\n");
+  EXPECT_EQ(read_file("/var/wan/old_result"), "old result\n") << "removed, not rewritten";
+  EXPECT_EQ(read_file("/var/same_server"), "127.0.0.1") << "rewritten, not removed";
+}
+
+ROQ_SCENARIO(SrvQuery, ThatEndsEarlyLeavesWhatItDidNotReach) {
+  for (char* text : {g_primary, g_secondary, g_wanipaddr, g_resolvename, g_outfile})
+    strcpy(text, "kept");
+  srv_record_table[0].valid = 77;
+  EXPECT_EQ(query().errors, "ifdns:can't get dns server\n");
+  for (const char* text : {g_primary, g_secondary, g_wanipaddr, g_resolvename, g_outfile})
+    EXPECT_STREQ(text, "kept");
+  write_file("/var/wan/ppp0/dns", "nameserver 127.0.0.53\n");
+  EXPECT_EQ(query().errors, "ifdns:can't get interfacd:ppp0 's ip\n");
+  EXPECT_STREQ(g_primary, "127.0.0.53\n");
+  EXPECT_STREQ(g_wanipaddr, "");
+  for (const char* text : {g_secondary, g_resolvename, g_outfile})
+    EXPECT_STREQ(text, "kept");
+  ScriptedServer servers({"127.0.0.1"},
+                         [](const Query& asked) { return std::vector<Bytes>{reply_to(asked.bytes, {kSip1}, 0x8183)}; });
+  EXPECT_EQ(query(nullptr).table, nullptr);
+  EXPECT_STREQ(g_secondary, "kept") << "without an interface only the primary is set";
+  EXPECT_EQ(srv_record_table[0].valid, 77U) << "not analysed";
+}
+
+TEST(AnalyseDnsResponse, FillsTheTableAndResolvesItsTargets) {
+  const Bytes asked = header(0x0929, 0x0100, 1, 0) + question(wire_name(kService), kSrv);
+  const Bytes address = reply_to(asked, {kWebAddress});
+  const Bytes service = reply_to(asked, {srv_record(kAskedName, 1, 2, 3, wire_name("198.51.100.4"))});
+  RoqSrvRecord marker{}, *table = &marker;
+  EXPECT_EQ(analyse_dns_response(address.data(), static_cast<int32_t>(address.size()), &table), 0);
+  EXPECT_EQ(table, &marker);
+  EXPECT_STREQ(g_resolveaddr[0], "192.0.2.1");
+  EXPECT_EQ(analyse_dns_response(service.data(), static_cast<int32_t>(service.size()) - 1, &table), -1);
+  EXPECT_EQ(analyse_dns_response(service.data(), static_cast<int32_t>(service.size()), &table), 0);
+  ASSERT_EQ(table, srv_record_table);
+  EXPECT_STREQ(table[0].target, "198.51.100.4");
+  EXPECT_STREQ(table[0].address, "198.51.100.4") << "numeric: no query";
+  g_resolvenums = 0;
+}
+
+ROQ_SCENARIO(SrvQuery, RemovesAnEmptyFolderInThePlaceOfTheResultFile) {
+  ASSERT_EQ(mkdir(kResultFile, 0755), 0);
+  ScriptedServer servers({"127.0.0.1", "::1"}, services_and_hosts({kSip1}));
+  EXPECT_NE(query(nullptr).table, nullptr);
+  EXPECT_EQ(read_file(kResultFile), "\nttl=0\n");
 }
 
 } // namespace

@@ -530,4 +530,12 @@ TEST_F(SrvExchange, ReportsWithoutASocketAndWithoutItsAddress) {
   EXPECT_EQ(output_, "");
 }
 
+TEST_F(DnsLookupExchange, OfOtherTypesAsksTheIpv4RelayFirst) {
+  machine_.poll_result = 0;
+  dns_answer answer{};
+  EXPECT_EQ(dns_lookup(kName, 33, nullptr, &answer, nullptr), -1);
+  EXPECT_EQ(calls(), twice("socket=4 bind=0.0.0.0:0 connect=127.0.0.1:53 send poll=2s ") +
+                         twice("socket=6 bind=:::0 connect=::1:53 send poll=2s "));
+}
+
 } // namespace

@@ -381,4 +381,13 @@ TEST_F(DnsReply, Of512BytesWithoutAnEndIsRefused) {
   EXPECT_FALSE(read(pointers));
 }
 
+TEST_F(DnsReply, IsTakenWhateverTheClassesSay) {
+  Bytes first = kFirst, second = kSecond;
+  first[5] = 3;
+  second[4] = 0x80;
+  ASSERT_TRUE(read(reply_with({first, second})));
+  EXPECT_EQ(answer_.aclass, 3);
+  EXPECT_EQ(answer_.add_count, 1U);
+}
+
 } // namespace

@@ -457,4 +457,46 @@ TEST_F(SrvReply, WithAnyByteChangedIsReadInsideItsBounds) {
   testing::internal::GetCapturedStderr();
 }
 
+TEST_F(SrvReply, IsExaminedOnlyAsFarAsItsAnswerCount) {
+  Bytes reply = reply_with({kService});
+  reply[11] = 2; // additional records
+  EXPECT_EQ(analyse(reply + kService + kAddress), 0);
+  EXPECT_EQ(stored(), 1U);
+  EXPECT_EQ(g_resolvenums, 0);
+}
+
+TEST_F(SrvReply, IsNotExaminedBehindTheEighthService) {
+  std::vector<Bytes> records(8, kService);
+  records.push_back(kAddress);
+  EXPECT_EQ(analyse(reply_with(records)), 0);
+  EXPECT_EQ(g_resolvenums, 0);
+  EXPECT_EQ(g_ttl[0], 0U);
+}
+
+TEST_F(SrvReply, DoesNotEndAServiceWithItsRdata) {
+  const Bytes compressed = srv_record(kAskedName, 1, 2, 3, label("sip") + pointer_to(12));
+  EXPECT_EQ(analyse(reply_with({compressed, kService})), 0);
+  EXPECT_STREQ(srv_record_table[0].target, "sip....") << "up to the next record's first zero byte";
+  EXPECT_EQ(analyse(reply_with({record(kAskedName, kSrv, 1, Bytes{0, 1, 0, 2, 7}), kService})), 0);
+  EXPECT_EQ(srv_record_table[0].port, htons(0x07C0)) << "the second byte is the next record's";
+  EXPECT_EQ(stored(), 2U);
+}
+
+TEST_F(SrvReply, PassesOverAnAddressWhoseOwnerIsNoPointer) {
+  Bytes odd = kAddress;
+  odd[0] = 0x40;
+  EXPECT_EQ(analyse(reply_with({odd, kService})), 0);
+  EXPECT_EQ(g_resolvenums, 0);
+  EXPECT_EQ(stored(), 1U);
+}
+
+TEST_F(SrvReply, IsTakenWhateverTheClassesSay) {
+  Bytes service = kService, address = kAddress;
+  service[5] = 3;
+  address[4] = 0xFF;
+  EXPECT_EQ(analyse(reply_with({service, address})), 0);
+  EXPECT_EQ(stored(), 1U);
+  EXPECT_EQ(g_resolvenums, 1);
+}
+
 } // namespace
