@@ -50,6 +50,8 @@ ROQ_API char* ROQ_UTIL_StrCat(char* pcDest, uint32_t ulSize, const char* pcSrc);
  * Returns 1 when the key was found, also when no word follows; 0 when it was not or a pointer is null, with pcOut left
  * as it was.
  *
+ * pcOut may be pcText.
+ *
  * HAZARD: the terminator comes in addition: pcOut needs lLen + 1 bytes, and 1 when lLen is 0 or less.
  *
  * Example:

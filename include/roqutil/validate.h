@@ -6,8 +6,9 @@
  * reentrant but ROQ_UTIL_IsIpFormat and ROQ_UTIL_ValidateDnsOrHostAddress. A verdict is the same on every machine:
  * numbers are judged with 32 bits and clamp at 2147483647.
  *
- * Texts are terminated byte strings of any length; no locale is consulted. A "digit" is '0' to '9'. Where a text is
- * split into fields at '.' or ':', empty fields are skipped: "1..2.3" has the three fields 1, 2 and 3.
+ * Texts are terminated byte strings of any length; no locale is consulted. A "digit" is '0' to '9'. Where an
+ * address or mask is split at '.', or a MAC address at ':', empty fields are skipped: "1..2.3" has the three fields 1, 2
+ * and 3.
  *
  * Example: what a page for a static WAN address checks before it saves.
  *

@@ -59,7 +59,7 @@ bool copy_word_behind(const char* text, const char* key, char* out, size_t limit
   size_t length = 0;
   while (length < limit && word[length] != '\0' && !is_space(word[length]))
     ++length;
-  memcpy(out, word, length);
+  memmove(out, word, length); // `out` may be `text`
   out[length] = '\0';
   return true;
 }

@@ -1,16 +1,27 @@
 #include "support/ipv4_text.h"
 
-#include "support/owners.h"
+#include "support/numbers.h"
 #include <arpa/inet.h>
-#include <cstring>
 
 namespace roq {
 
 bool parse_lenient_ipv4(const char* text, in_addr& address) {
-  const size_t length = strcspn(text, " \t\n\v\f\r");
-  if (text[length] == '\0') return inet_aton(text, &address) != 0;
-  MallocPtr<char> word(strndup(text, length));
-  return word && inet_aton(word.get(), &address) != 0;
+  uint32_t leading = 0;
+  // The last field has all the bits that the fields in front of it have left.
+  for (unsigned bits_left = 32;; ++text) {
+    uint32_t field;
+    if (!parse_c_number(text, field)) return false;
+    if (*text == '.') {
+      if (field > 255 || bits_left == 8) return false;
+      bits_left -= 8;
+      leading |= field << bits_left;
+    } else {
+      const bool ends = *text == '\0' || is_space(*text);
+      if (!ends || (bits_left < 32 && field >> bits_left != 0)) return false;
+      address.s_addr = htonl(leading | field);
+      return true;
+    }
+  }
 }
 
 in_addr_t lenient_ipv4_or_none(const char* text) {

@@ -7,8 +7,7 @@
 namespace roq {
 
 // What inet_aton makes of the text up to its first white space. Behind that, one C library reads on to no effect and
-// another one refuses the text. False, with `address` left alone, when it is no address
-// or the heap is exhausted.
+// another one refuses the text. False, with `address` left alone, when it is no address.
 [[nodiscard]] bool parse_lenient_ipv4(const char* text, in_addr& address);
 
 // The same in network byte order; INADDR_NONE when it is no address.

@@ -68,6 +68,17 @@ inline ParsedNumber<uint32_t> parse_unsigned(const char* text, unsigned base = 1
   return {digits.negative ? 0U - digits.magnitude : digits.magnitude, digits.end};
 }
 
+// Moves `text` behind a number in C's notation: hexadecimal behind "0x", octal behind "0", else decimal. False when it
+// does not begin with a digit or the number has more than 32 bits.
+[[nodiscard]] inline bool parse_c_number(const char*& text, uint32_t& value) {
+  if (digit_value(*text) >= 10) return false;
+  const bool is_hexadecimal = text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+  detail::Digits digits = detail::read_digits(text, is_hexadecimal ? 16 : *text == '0' ? 8 : 10);
+  text = digits.end;
+  value = digits.magnitude;
+  return !digits.too_large;
+}
+
 } // namespace roq
 
 #endif

@@ -324,4 +324,29 @@ TEST(Base64Decode, RefusesWhenTheHeapIsExhausted) {
   EXPECT_EQ(probe.asked(), 1U);
 }
 
+TEST(Base64, AllocatesTheDocumentedSizes) {
+  const std::string text(24, 'A');
+  for (uint32_t length = 1; length <= 24; ++length) {
+    AllocationProbe probe;
+    char* out = nullptr;
+    ROQ_UTIL_Base64Encode(text.data(), static_cast<int32_t>(length), &out);
+    EXPECT_EQ(probe.last_size(), length * 4 / 3 + 5) << length;
+    free(out);
+    if (length < 4) continue;
+    uint8_t* bytes = nullptr;
+    ROQ_UTIL_Base64Decode(text.data(), length, &bytes);
+    EXPECT_EQ(probe.last_size(), length * 3 / 4 + 4) << length;
+    free(bytes);
+  }
+}
+
+TEST(Base64Encode, ComputesTheLargestSizeWithoutOverflow) {
+  char canary;
+  char* out = &canary;
+  AllocationProbe probe(1); // fails, so that the bytes are not looked at
+  EXPECT_EQ(ROQ_UTIL_Base64Encode("abc", std::numeric_limits<int32_t>::max(), &out), 0U);
+  EXPECT_EQ(out, nullptr);
+  EXPECT_EQ(probe.last_size(), 2863311534U);
+}
+
 } // namespace

@@ -306,4 +306,28 @@ TEST(StringHelpers, AllocateNothing) {
   EXPECT_EQ(probe.asked(), 0U);
 }
 
+TEST(ParseStrInfo, WorksInPlace) {
+  std::string word(300, 'w'), text = "=" + word;
+  EXPECT_EQ(ROQ_UTIL_ParseStrInfo(text.data(), "=", text.data(), 1000), 1U);
+  EXPECT_STREQ(text.c_str(), word.c_str());
+}
+
+TEST(StringHelpers, PrintNothing) {
+  char text[32] = "  a = b  ", out[64];
+  char* encoded = nullptr;
+  uint8_t* bytes = nullptr;
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  ROQ_UTIL_StrTrim(text);
+  ROQ_UTIL_StrTrimExc(text);
+  ROQ_UTIL_StrCat(text, 4, "more");
+  ROQ_UTIL_ParseStrInfo(text, "?", out, 4);
+  ROQ_UTIL_ConvertStrToShellStr("a'b", out);
+  ROQ_UTIL_Base64Encode(nullptr, 3, &encoded);
+  ROQ_UTIL_Base64Decode("TW*u", 4, &bytes);
+  ROQ_UTIL_Base64Decode("TWF", 3, &bytes);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
 } // namespace

@@ -11,6 +11,9 @@ using roq::test::TextCase;
 
 constexpr TextCase kDates[] = {
     {"2024-02-29", 1, "leap year"},
+    {"2023-01-:x", 0, "the character behind 9 for a day"},
+    {"2023- :-01", 0, "the same for a month"},
+    {"2023-01-/1", 0, "the character in front of 0"},
     {"2000-02-29", 1, "divisible by 400"},
     {"1900-02-29", 0, "divisible by 100"},
     {"2023-02-29", 0, "no leap year"},

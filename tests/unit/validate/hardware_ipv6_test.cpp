@@ -75,6 +75,8 @@ constexpr Ipv6Case kIpv6[] = {
     {"2001:DB8::A", 1, 1, 1, "upper case"},
     {"1:2:3:4:5:6:7:8", 1, 1, 1, "eight groups"},
     {"::", 1, 0, 0, "unspecified"},
+    {"::100", 1, 1, 1, "a one in the third byte of the last word"},
+    {"::101", 1, 1, 1, "two ones in the last word"},
     {"0:0:0:0:0:0:0:0", 1, 0, 0, "unspecified"},
     {"::0.0.0.0", 1, 0, 0, "unspecified"},
     {"::1", 1, 0, 0, "loopback"},

@@ -22,6 +22,10 @@ uint32_t as_host(const char* text) { return ValidateIpByClass(text, 0); }
 
 constexpr TextCase kAddresses[] = {
     {"192.168.1.1", 1, "an address"},
+    {"1.2.3.:", 0, "the character behind 9"},
+    {"1:.2.3.4", 0, "the character behind 9"},
+    {":.2.3.4", 0, "the character behind 9"},
+    {"1./.3.4", 0, "the character in front of 0"},
     {"0.0.0.0", 1, "no class is refused"},
     {"255.255.255.255", 1, "the longest plain text"},
     {"127.0.0.1", 1, "loopback"},
@@ -99,6 +103,10 @@ TEST(ValidateIpAddress, RefusesLongTextsWhateverTheyHold) {
 
 constexpr TextCase kHosts[] = {
     {"192.168.1.1", 1, "a host"},
+    {"1.2.3.:", 0, "the character behind 9"},
+    {"1:.2.3.4", 0, "the character behind 9"},
+    {":.2.3.4", 0, "the character behind 9"},
+    {"1./.3.4", 0, "the character in front of 0"},
     {"1.0.0.0", 1, "the last field may be 0"},
     {"10.0.0.0", 1, "the last field may be 0"},
     {"1.255.255.254", 1, "fields in between take any value"},
@@ -424,6 +432,7 @@ struct PairCase {
 
 constexpr PairCase kHostsInSubnets[] = {
     {"192.168.1.1", "255.255.255.0", 1, "a host"},
+    {"192.168.1.1", "255.255.255.0000000 x", 1, "cut before the blank, where the address ends, too"},
     {"192.168.1.254", "255.255.255.0", 1, "the last host"},
     {"10.0.0.1", "255.0.0.0", 1, "8 bits"},
     {"10.1.0.0", "255.0.0.0", 1, "a zero octet is no zero host part"},
@@ -506,6 +515,8 @@ constexpr BroadcastCase kBroadcasts[] = {
     {{192, 168, 1, 255}, {255, 255, 255, 0}, 1, "24 bits"},
     {{192, 168, 1, 254}, {255, 255, 255, 0}, 0, "24 bits, a host"},
     {{192, 168, 1, 0}, {255, 255, 255, 0}, 0, "24 bits, the net"},
+    {{192, 168, 1, 255}, {255, 255, 255, 254}, 1, "31 bits: 254 is below 255"},
+    {{192, 168, 1, 254}, {255, 255, 255, 254}, 0, "31 bits, the host bit is zero"},
     {{10, 255, 255, 255}, {255, 0, 0, 0}, 1, "8 bits"},
     {{10, 1, 255, 255}, {255, 0, 0, 0}, 0, "8 bits, a host"},
     {{192, 168, 1, 1}, {255, 255, 255, 255}, 0, "no host bits"},
@@ -555,6 +566,13 @@ TEST(ValidateBroadcastIp, RefusesNullPointers) {
   EXPECT_EQ(ROQ_UTIL_ValidateBroadcastIp(nullptr, kOctets), 0U);
   EXPECT_EQ(ROQ_UTIL_ValidateBroadcastIp(kOctets, nullptr), 0U);
   EXPECT_EQ(ROQ_UTIL_ValidateBroadcastIp(nullptr, nullptr), 0U);
+}
+
+TEST(ValidateIpSameSubNet, ComparesTheFourthElementToo) {
+  constexpr uint32_t kMask[4] = {255, 255, 255, 252};
+  constexpr uint32_t kOne[4] = {192, 168, 1, 5}, kNear[4] = {192, 168, 1, 6}, kFar[4] = {192, 168, 1, 9};
+  EXPECT_EQ(ROQ_UTIL_ValidateIpSameSubNet(kOne, kMask, kNear, kMask), 1U);
+  EXPECT_EQ(ROQ_UTIL_ValidateIpSameSubNet(kOne, kMask, kFar, kMask), 0U);
 }
 
 TEST(ValidateIpSameSubNet, ComparesEveryElementUnderItsMask) {
@@ -727,6 +745,12 @@ TEST(IpMaskToCidrLen, CountsLeadingOnesOfWhatThePermissiveParserReads) {
 TEST(IpMaskToCidrLen, IgnoresWhiteSpaceBehindTheMaskAndWhatFollowsIt) {
   EXPECT_EQ(judge_in_place(ROQ_IpMaskToCidrLen, "255.255.255.0 "), 24U);
   EXPECT_EQ(judge_in_place(ROQ_IpMaskToCidrLen, "255.255.255.0\tjunk"), 24U);
+}
+
+TEST(IpMaskToCidrLen, NeedsNoHeap) {
+  AllocationProbe probe(1, roq::test::Fails::from_there_on);
+  EXPECT_EQ(ROQ_IpMaskToCidrLen("255.255.255.0 junk"), 24U);
+  EXPECT_EQ(probe.asked(), 0U);
 }
 
 TEST(IpMaskToCidrLen, IsZeroForANullPointer) { EXPECT_EQ(ROQ_IpMaskToCidrLen(nullptr), 0U); }
