@@ -7,8 +7,8 @@
  * numbers are judged with 32 bits and clamp at 2147483647.
  *
  * Texts are terminated byte strings of any length; no locale is consulted. A "digit" is '0' to '9'. Where an
- * address or mask is split at '.', or a MAC address at ':', empty fields are skipped: "1..2.3" has the three fields 1, 2
- * and 3.
+ * address or mask is split at '.', or a MAC address at ':', empty fields are skipped: "1..2.3" has the three fields 1,
+ * 2 and 3.
  *
  * Example: what a page for a static WAN address checks before it saves.
  *
