@@ -24,7 +24,7 @@ TEST(ParseLenientIpv4, ReadsWhatInetAtonReads) {
 
 TEST(ParseLenientIpv4, AgreesWithInetAtonOnGeneratedTexts) {
   std::mt19937 random(1);
-  const auto below = [&](uint32_t limit) { return random() % limit; };
+  const auto below = [&](uint32_t limit) { return static_cast<uint32_t>(random() % limit); };
   constexpr char kCharacters[] = "0123456789....xXafF89 -";
   constexpr size_t kPlain = sizeof kCharacters - 3; // without the blank, about which C libraries do not agree
   constexpr const char* kFields[] = {"0",           "255",        "256",         "0377",      "0400",
