@@ -5,7 +5,7 @@ import pathlib
 import subprocess
 import time
 
-from roqutil_case import COMMAND, NO, OK, Case, key_of, libc, remove_module, roqutil
+from roqutil_case import AS_NOBODY, COMMAND, NO, OK, Case, key_of, libc, remove_module, roqutil
 from scenery import Bus, Relay, addresses_of_both_families, reply, with_proc
 
 TABLES = {"modules": "usb 16384 2 - Live 0x0\n", "net/route": "Iface\n", "net/dev": "two\nlines\n", "net/ipv6_route": "",
@@ -128,8 +128,7 @@ class Store(Doctor):
     def test_modules_that_may_not_be_used(self):
         self.addCleanup(remove_module, 5)
         libc.shmget(key_of(5), 4096, 0o1600)
-        as_nobody = ("setpriv", "--reuid=65534", "--clear-groups", "--inh-caps=-all")
-        self.assertEqual(self.the_problem("gvar", prefix=as_nobody),
+        self.assertEqual(self.the_problem("gvar", prefix=AS_NOBODY),
                          "module 5: Permission denied; run as a user who may use the store")
 
     def test_segments_that_are_somebody_elses(self):

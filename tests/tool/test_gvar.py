@@ -10,7 +10,7 @@ import xml.etree.ElementTree
 
 import roqutil_case
 import schema
-from roqutil_case import COMMAND, NO, OK, REFUSED, USAGE, Case, Segment, libc, remove_module, roqutil, start
+from roqutil_case import AS_NOBODY, COMMAND, NO, OK, REFUSED, USAGE, Case, Segment, libc, remove_module, roqutil, start
 from scenery import holder_of
 
 MODULE = 2
@@ -287,7 +287,6 @@ class Check(StoreCase):
 
 
 IPC_CREAT_ONLY_OWNER = 0o1600
-AS_NOBODY = ("setpriv", "--reuid=65534", "--clear-groups", "--inh-caps=-all")
 
 
 class Repair(StoreCase):
