@@ -1,13 +1,11 @@
 #include "dns/srv.h"
 
 #include "dns/host_entry.h"
-#include "dns/text_file.h"
 #include "dns/wan_files.h"
 #include "dns/wire.h"
 #include "support/ipv4_text.h"
 #include "support/owners.h"
 #include "support/text.h"
-#include <arpa/inet.h>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>

@@ -59,11 +59,6 @@ bool has_leading_zeros(const char* quad) {
   return false;
 }
 
-in_addr_t convert(const char* address) {
-  ErrnoKeeper keep;
-  return lenient_ipv4_or_none(address);
-}
-
 } // namespace
 
 bool is_ip_address(const char* text) { return read_quad(text).has_value(); }
@@ -125,8 +120,8 @@ bool is_subnet_mask(const char* text) {
 bool is_host_in_subnet(const char* address_text, const char* mask_text) {
   if (!is_address_of_class(address_text, AddressClass::host)) return false;
   if (!is_subnet_mask(mask_text)) return false;
-  in_addr_t address = convert(address_text);
-  in_addr_t mask = convert(mask_text);
+  in_addr_t address = lenient_ipv4_or_none(address_text);
+  in_addr_t mask = lenient_ipv4_or_none(mask_text);
   if ((address & mask) == address) return false;
   return (address | ~mask) != address;
 }
@@ -174,7 +169,6 @@ bool split_address(const char* text, std::span<uint32_t, 4> octets) {
 }
 
 uint32_t prefix_length(const char* mask) {
-  ErrnoKeeper keep;
   in_addr address;
   if (!parse_lenient_ipv4(mask, address)) return 0;
   return static_cast<uint32_t>(std::countl_one(ntohl(address.s_addr)));

@@ -3,7 +3,6 @@
 #include "judge.h"
 #include "support/allocation_probe.h"
 #include <algorithm>
-#include <arpa/inet.h>
 #include <cstring>
 #include <limits>
 #include <roqutil/validate.h>
